@@ -1,0 +1,204 @@
+// The platform layer. Every access to the file system, the registry, known
+// folders, dynamic libraries, shared objects, the clock and the process goes
+// through one of the narrow interfaces below, bundled in an Env. The build
+// picks the implementation (posix/ or windows/); the rest of the program never
+// calls the operating system itself, so tests can hand it doubles.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/os_error.h"
+
+namespace q9 {
+
+class SharedObjects;  // platform/shared_objects.h
+
+struct DirEntry {
+  std::string name;  // bare name, never "." or ".."
+  bool is_directory = false;
+};
+
+struct FileInfo {
+  bool is_directory = false;
+  bool read_only = false;      // owner may not write
+  uint64_t size = 0;           // bytes
+  int64_t modified_ns = 0;     // modification time, nanoseconds since the epoch
+};
+
+// A file opened for sequential writing. Close() reports errors that earlier
+// buffered writes could not; the destructor closes silently.
+class WritableFile {
+ public:
+  virtual ~WritableFile() = default;
+  [[nodiscard]] virtual OsError Append(std::string_view data) = 0;
+  [[nodiscard]] virtual OsError Flush() = 0;
+  [[nodiscard]] virtual OsError Close() = 0;
+};
+
+enum class OpenMode { kTruncate, kAppend };
+
+// Paths are UTF-8 and use the native separator. Implementations for a
+// case-sensitive file system resolve a path component that does not exist as
+// spelled to an existing entry that equals it ignoring ASCII case, so the
+// store behaves as on the case-insensitive system it was designed for.
+// Every call returns 0 or a Windows error number (see os_error.h).
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // Entries of `dir` without "." and "..", ordered by their ASCII upper-case
+  // form, then bytewise.
+  [[nodiscard]] virtual OsError ListDirectory(const std::string& dir,
+                                              std::vector<DirEntry>* entries) = 0;
+  [[nodiscard]] virtual OsError GetFileInfo(const std::string& path, FileInfo* info) = 0;
+  // Sets or clears the read-only flag and changes nothing else.
+  [[nodiscard]] virtual OsError SetReadOnly(const std::string& path, bool read_only) = 0;
+  // Creates the last component only; 183 when it exists already.
+  [[nodiscard]] virtual OsError CreateDirectory(const std::string& path) = 0;
+  // Refuses read-only files (5) and directories.
+  [[nodiscard]] virtual OsError DeleteFile(const std::string& path) = 0;
+  // Copies atomically: the target is either untouched or complete. Without
+  // `overwrite` an existing target is refused (80); a read-only target is
+  // refused (5) either way.
+  [[nodiscard]] virtual OsError CopyFile(const std::string& from, const std::string& to,
+                                         bool overwrite) = 0;
+  // Copies the tree `from` to the path `to`, creating it when missing and
+  // replacing files that exist there.
+  [[nodiscard]] virtual OsError CopyTree(const std::string& from, const std::string& to) = 0;
+  // Removes the directory `path` with everything in it.
+  [[nodiscard]] virtual OsError DeleteTree(const std::string& path) = 0;
+  [[nodiscard]] virtual OsError ReadFile(const std::string& path, std::string* contents) = 0;
+  // Replaces `path` atomically with `contents` (temporary file, flush, rename).
+  [[nodiscard]] virtual OsError WriteFileAtomic(const std::string& path,
+                                                std::string_view contents) = 0;
+  // Opens a file for plain writing (logs, trace files), creating it.
+  [[nodiscard]] virtual OsError OpenWritable(const std::string& path, OpenMode mode,
+                                             std::unique_ptr<WritableFile>* file) = 0;
+};
+
+enum class RegistryType : uint32_t {
+  kNone = 0,
+  kString = 1,        // REG_SZ
+  kExpandString = 2,  // REG_EXPAND_SZ
+  kBinary = 3,        // REG_BINARY
+  kDword = 4,         // REG_DWORD
+  kMultiString = 7,   // REG_MULTI_SZ
+  kQword = 11,        // REG_QWORD
+};
+
+struct RegistryValue {
+  RegistryType type = RegistryType::kNone;
+  std::string text;          // UTF-8 text for the string types, empty otherwise
+  std::vector<uint8_t> data; // the raw value as Windows stores it
+};
+
+// One opened key: a snapshot of its values taken when it was opened.
+class RegistryKey {
+ public:
+  virtual ~RegistryKey() = default;
+  // Value names compare without regard to ASCII case; "" is the default value.
+  [[nodiscard]] virtual bool QueryValue(std::string_view name, RegistryValue* value) const = 0;
+};
+
+// The local-machine hive, read only.
+class Registry {
+ public:
+  virtual ~Registry() = default;
+  // `key_path` is below HKEY_LOCAL_MACHINE, such as "SOFTWARE\\Kestrel\\...",
+  // with backslashes and compared without regard to ASCII case.
+  [[nodiscard]] virtual bool OpenKey(std::string_view key_path,
+                                     std::unique_ptr<RegistryKey>* key) = 0;
+};
+
+class KnownFolders {
+ public:
+  virtual ~KnownFolders() = default;
+  // The folder for all users' program data.
+  [[nodiscard]] virtual bool CommonAppData(std::string* path) = 0;
+  // The shared-components folder under the program files folder.
+  [[nodiscard]] virtual bool CommonProgramFiles(std::string* path) = 0;
+  // The folder that holds the running executable.
+  [[nodiscard]] virtual bool ExecutableFolder(std::string* path) = 0;
+};
+
+class DynamicLibrary {
+ public:
+  virtual ~DynamicLibrary() = default;
+  // nullptr when the library has no such symbol.
+  virtual void* Symbol(const char* name) = 0;
+};
+
+class DynamicLibraries {
+ public:
+  virtual ~DynamicLibraries() = default;
+  // 126 when the library cannot be loaded.
+  [[nodiscard]] virtual OsError Load(const std::string& path,
+                                     std::unique_ptr<DynamicLibrary>* library) = 0;
+};
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  // Monotonic microseconds for measuring intervals.
+  virtual uint64_t NowMicros() = 0;
+  // Wall-clock time, seconds since the epoch.
+  virtual std::time_t Now() = 0;
+  // Broken-down local time of `t`.
+  virtual std::tm LocalTime(std::time_t t) = 0;
+};
+
+// Process-wide services that have no better home.
+class Process {
+ public:
+  virtual ~Process() = default;
+  [[nodiscard]] virtual bool GetEnvironmentVariable(const char* name, std::string* value) = 0;
+  // COM start-up for an apartment-threaded caller: 0 initialised, 1 already
+  // initialised, anything else failed. POSIX has no COM and returns 0.
+  virtual int32_t InitializeCom() = 0;
+  virtual void UninitializeCom() = 0;
+  // Builds the security identifiers that guard the shared trace objects;
+  // returns 0 or the last-error value.
+  virtual OsError PrepareTraceSecurity() = 0;
+  virtual uint32_t ProcessId() = 0;
+  virtual uint32_t ThreadId() = 0;
+  // Debugger output: standard error on POSIX.
+  virtual void DebugOutput(std::string_view text) = 0;
+  // A warning shown to a person (a message box on Windows).
+  virtual void ShowWarning(std::string_view text) = 0;
+};
+
+// The bundle handed to every subsystem. It does not own the parts.
+class Env {
+ public:
+  Env(FileSystem& files, Registry& registry, KnownFolders& folders,
+      DynamicLibraries& libraries, SharedObjects& shared, Clock& clock, Process& process)
+      : files_(files), registry_(registry), folders_(folders), libraries_(libraries),
+        shared_(shared), clock_(clock), process_(process) {}
+
+  // The real platform; lives for the whole process.
+  static Env& Default();
+
+  FileSystem& files() const { return files_; }
+  Registry& registry() const { return registry_; }
+  KnownFolders& folders() const { return folders_; }
+  DynamicLibraries& libraries() const { return libraries_; }
+  SharedObjects& shared() const { return shared_; }
+  Clock& clock() const { return clock_; }
+  Process& process() const { return process_; }
+
+ private:
+  FileSystem& files_;
+  Registry& registry_;
+  KnownFolders& folders_;
+  DynamicLibraries& libraries_;
+  SharedObjects& shared_;
+  Clock& clock_;
+  Process& process_;
+};
+
+}  // namespace q9

@@ -1,0 +1,25 @@
+// Path text helpers. Paths are plain strings with the native separator.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace q9 {
+
+// '/' on POSIX, '\\' on Windows; defined by the platform implementation.
+extern const char kPathSeparator;
+
+// Joins with one separator when both parts are non-empty, else concatenates.
+std::string JoinPath(std::string_view folder, std::string_view name);
+
+// The last component of `path` (after the last separator).
+std::string_view BaseName(std::string_view path);
+
+// Everything before the last separator; empty when there is none.
+std::string_view ParentPath(std::string_view path);
+
+// ASCII-only case folding, as the store's comparisons need.
+bool EqualsIgnoreCase(std::string_view a, std::string_view b);
+bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle);
+
+}  // namespace q9

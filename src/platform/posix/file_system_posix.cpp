@@ -1,0 +1,431 @@
+#include "platform/posix/file_system_posix.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/path.h"
+#include "platform/posix/errno_map.h"
+
+namespace q9 {
+namespace {
+
+// Closes a descriptor on every return path.
+class ScopedFd {
+ public:
+  explicit ScopedFd(int fd = -1) : fd_(fd) {}
+  ScopedFd(const ScopedFd&) = delete;
+  ScopedFd& operator=(const ScopedFd&) = delete;
+  ~ScopedFd() { Reset(); }
+  int get() const { return fd_; }
+  void Adopt(int fd) {
+    Reset();
+    fd_ = fd;
+  }
+  int Reset() {
+    const int result = fd_ >= 0 ? ::close(fd_) : 0;
+    fd_ = -1;
+    return result;
+  }
+
+ private:
+  int fd_;
+};
+
+struct DirCloser {
+  void operator()(DIR* dir) const { ::closedir(dir); }
+};
+using ScopedDir = std::unique_ptr<DIR, DirCloser>;
+
+char UpperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
+
+// The native Windows order: ASCII upper-case form first, then bytes, so runs
+// are reproducible on every file system.
+bool StoreOrder(const DirEntry& a, const DirEntry& b) {
+  const auto less_upper = [](char x, char y) {
+    return static_cast<unsigned char>(UpperAscii(x)) < static_cast<unsigned char>(UpperAscii(y));
+  };
+  if (std::lexicographical_compare(a.name.begin(), a.name.end(), b.name.begin(), b.name.end(),
+                                   less_upper)) {
+    return true;
+  }
+  if (std::lexicographical_compare(b.name.begin(), b.name.end(), a.name.begin(), a.name.end(),
+                                   less_upper)) {
+    return false;
+  }
+  return a.name < b.name;
+}
+
+bool Exists(const std::string& path) {
+  struct stat st;
+  return ::lstat(path.c_str(), &st) == 0;
+}
+
+bool IsDirectory(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+OsError WriteAll(int fd, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t n = ::write(fd, data.data(), data.size());
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return OsErrorFromErrno(errno);
+    }
+    data.remove_prefix(static_cast<size_t>(n));
+  }
+  return os_error::kSuccess;
+}
+
+OsError SyncFolderOf(const std::string& path) {
+  std::string folder(ParentPath(path));
+  if (folder.empty()) folder = path.starts_with('/') ? "/" : ".";
+  ScopedFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.get() < 0) return OsErrorFromErrno(errno, folder);
+  // Some file systems refuse fsync on folders; the rename itself has happened.
+  (void)::fsync(fd.get());
+  return os_error::kSuccess;
+}
+
+// A temporary file beside `target` that disappears unless Commit() renames it
+// over the target. Its name starts with ".q9tmp-" so leftovers of a killed
+// process are recognisable.
+class TempFile {
+ public:
+  explicit TempFile(const std::string& target) : target_(target) {}
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+  ~TempFile() {
+    fd_.Reset();
+    if (!path_.empty()) ::unlink(path_.c_str());
+  }
+
+  OsError Create(mode_t mode) {
+    std::string folder(ParentPath(target_));
+    path_ = JoinPath(folder, ".q9tmp-" + std::string(BaseName(target_)) + ".XXXXXX");
+    fd_.Adopt(::mkostemp(path_.data(), O_CLOEXEC));
+    if (fd_.get() < 0) {
+      const OsError error = OsErrorFromErrno(errno, target_);
+      path_.clear();
+      return error;
+    }
+    if (::fchmod(fd_.get(), mode) != 0) return OsErrorFromErrno(errno);
+    return os_error::kSuccess;
+  }
+
+  int fd() const { return fd_.get(); }
+
+  // Flushes the data and renames it over the target (or next to no existing
+  // one when `replace` is false).
+  OsError Commit(bool replace) {
+    if (::fsync(fd_.get()) != 0) return OsErrorFromErrno(errno);
+    if (fd_.Reset() != 0) return OsErrorFromErrno(errno);
+    if (replace) {
+      if (::rename(path_.c_str(), target_.c_str()) != 0) return OsErrorFromErrno(errno, target_);
+    } else if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
+                           RENAME_NOREPLACE) != 0) {
+      if (errno == EEXIST) return os_error::kFileExists;
+      return OsErrorFromErrno(errno, target_);
+    }
+    path_.clear();
+    return SyncFolderOf(target_);
+  }
+
+ private:
+  std::string target_;
+  std::string path_;
+  ScopedFd fd_;
+};
+
+// Refuses what Windows refuses when a file is about to be replaced.
+OsError CheckReplaceable(const std::string& path, bool overwrite) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) {
+    return errno == ENOENT ? os_error::kSuccess : OsErrorFromErrno(errno, path);
+  }
+  if (!overwrite) return os_error::kFileExists;
+  if (S_ISDIR(st.st_mode) || (st.st_mode & S_IWUSR) == 0) return os_error::kAccessDenied;
+  return os_error::kSuccess;
+}
+
+class PosixWritableFile final : public WritableFile {
+ public:
+  explicit PosixWritableFile(int fd) : fd_(fd) {}
+  OsError Append(std::string_view data) override {
+    if (fd_.get() < 0) return os_error::kInvalidParameter;
+    return WriteAll(fd_.get(), data);
+  }
+  OsError Flush() override { return os_error::kSuccess; }  // write() leaves nothing buffered
+  OsError Close() override {
+    if (fd_.get() < 0) return os_error::kSuccess;
+    return fd_.Reset() == 0 ? os_error::kSuccess : OsErrorFromErrno(errno);
+  }
+
+ private:
+  ScopedFd fd_;
+};
+
+}  // namespace
+
+const char kPathSeparator = '/';
+
+std::string PosixFileSystem::Resolve(const std::string& path) {
+  if (path.empty() || Exists(path)) return path;
+  std::string resolved = path.starts_with('/') ? "/" : "";
+  size_t pos = resolved.size();
+  while (pos <= path.size()) {
+    size_t end = path.find('/', pos);
+    if (end == std::string::npos) end = path.size();
+    const std::string component = path.substr(pos, end - pos);
+    pos = end + 1;
+    if (component.empty()) continue;
+    std::string candidate = resolved.empty() || resolved.ends_with('/')
+                                ? resolved + component
+                                : resolved + '/' + component;
+    if (!Exists(candidate)) {
+      std::string match;
+      if (component != "." && component != ".." && FindIgnoringCase(resolved, component, &match)) {
+        candidate = resolved.empty() || resolved.ends_with('/') ? resolved + match
+                                                                : resolved + '/' + match;
+      } else {
+        // Nothing matches: keep the rest as spelled.
+        if (end < path.size()) candidate += path.substr(end);
+        return candidate;
+      }
+    }
+    resolved = std::move(candidate);
+  }
+  return resolved;
+}
+
+bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::string& name,
+                                       std::string* match) {
+  std::vector<DirEntry> entries;
+  if (ReadFolder(folder.empty() ? "." : folder, &entries) != os_error::kSuccess) return false;
+  for (const DirEntry& entry : entries) {
+    if (EqualsIgnoreCase(entry.name, name)) {
+      *match = entry.name;
+      return true;
+    }
+  }
+  return false;
+}
+
+OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry>* entries) {
+  entries->clear();
+  ScopedDir handle(::opendir(dir.c_str()));
+  if (!handle) {
+    // A missing folder in a search pattern is a missing path on Windows.
+    return errno == ENOENT ? os_error::kPathNotFound : OsErrorFromErrno(errno, dir);
+  }
+  errno = 0;
+  while (const dirent* entry = ::readdir(handle.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    bool is_directory = entry->d_type == DT_DIR;
+    if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
+      is_directory = IsDirectory(JoinPath(dir, name));
+    }
+    entries->push_back({name, is_directory});
+    errno = 0;
+  }
+  if (errno != 0) return OsErrorFromErrno(errno, dir);
+  std::sort(entries->begin(), entries->end(), StoreOrder);
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) {
+  if (dir.empty()) return os_error::kPathNotFound;
+  return ReadFolder(Resolve(dir), entries);
+}
+
+OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
+  const std::string real = Resolve(path);
+  struct stat st;
+  if (real.empty() || ::stat(real.c_str(), &st) != 0) {
+    return real.empty() ? os_error::kPathNotFound : OsErrorFromErrno(errno, real);
+  }
+  info->is_directory = S_ISDIR(st.st_mode);
+  info->read_only = (st.st_mode & S_IWUSR) == 0;
+  info->size = static_cast<uint64_t>(st.st_size);
+  info->modified_ns = static_cast<int64_t>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec;
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::SetReadOnly(const std::string& path, bool read_only) {
+  const std::string real = Resolve(path);
+  struct stat st;
+  if (::stat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  const mode_t mode = read_only ? (st.st_mode & ~S_IWUSR) : (st.st_mode | S_IWUSR);
+  if (::chmod(real.c_str(), mode & 07777) != 0) return OsErrorFromErrno(errno, real);
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::CreateDirectory(const std::string& path) {
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  if (::mkdir(real.c_str(), 0777) != 0) return OsErrorFromErrno(errno, real);
+  return SyncFolderOf(real);
+}
+
+OsError PosixFileSystem::DeleteFile(const std::string& path) {
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  struct stat st;
+  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (S_ISDIR(st.st_mode) || (!S_ISLNK(st.st_mode) && (st.st_mode & S_IWUSR) == 0)) {
+    return os_error::kAccessDenied;
+  }
+  if (::unlink(real.c_str()) != 0) return OsErrorFromErrno(errno, real);
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::CopyFile(const std::string& from, const std::string& to,
+                                  bool overwrite) {
+  if (from.empty() || to.empty()) return os_error::kPathNotFound;
+  return CopyOneFile(Resolve(from), Resolve(to), overwrite, /*replace_read_only=*/false);
+}
+
+OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string& to,
+                                     bool overwrite, bool replace_read_only) {
+  ScopedFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  if (source.get() < 0) return OsErrorFromErrno(errno, from);
+  struct stat st;
+  if (::fstat(source.get(), &st) != 0) return OsErrorFromErrno(errno, from);
+  if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
+  OsError error = CheckReplaceable(to, overwrite);
+  if (error == os_error::kAccessDenied && replace_read_only && !IsDirectory(to)) {
+    error = os_error::kSuccess;
+  }
+  if (error != os_error::kSuccess) return error;
+
+  TempFile temp(to);
+  if ((error = temp.Create((st.st_mode & 07777) | S_IRUSR | S_IWUSR)) != os_error::kSuccess) {
+    return error;
+  }
+  char buffer[64 * 1024];
+  for (;;) {
+    const ssize_t n = ::read(source.get(), buffer, sizeof buffer);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return OsErrorFromErrno(errno, from);
+    }
+    if (n == 0) break;
+    if ((error = WriteAll(temp.fd(), std::string_view(buffer, static_cast<size_t>(n)))) !=
+        os_error::kSuccess) {
+      return error;
+    }
+  }
+  // The copy keeps the source's permission bits, read-only flag included.
+  if (::fchmod(temp.fd(), st.st_mode & 07777) != 0) return OsErrorFromErrno(errno);
+  return temp.Commit(overwrite);
+}
+
+OsError PosixFileSystem::CopyTree(const std::string& from, const std::string& to) {
+  if (from.empty() || to.empty()) return os_error::kPathNotFound;
+  return CopyTreeResolved(Resolve(from), Resolve(to));
+}
+
+OsError PosixFileSystem::CopyTreeResolved(const std::string& from, const std::string& to) {
+  std::vector<DirEntry> entries;
+  OsError error = ReadFolder(from, &entries);
+  if (error != os_error::kSuccess) return error;
+  if (!IsDirectory(to)) {
+    if (::mkdir(to.c_str(), 0777) != 0) return OsErrorFromErrno(errno, to);
+  }
+  for (const DirEntry& entry : entries) {
+    const std::string source = JoinPath(from, entry.name);
+    const std::string target = JoinPath(to, entry.name);
+    error = entry.is_directory ? CopyTreeResolved(source, target)
+                               : CopyOneFile(source, target, /*overwrite=*/true,
+                                             /*replace_read_only=*/true);
+    if (error != os_error::kSuccess) return error;
+  }
+  return SyncFolderOf(to);
+}
+
+OsError PosixFileSystem::DeleteTree(const std::string& path) {
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  struct stat st;
+  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (!S_ISDIR(st.st_mode)) return os_error::kDirectory;
+  std::error_code ec;
+  std::filesystem::remove_all(real, ec);
+  if (ec) return OsErrorFromErrno(ec.value(), real);
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents) {
+  contents->clear();
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  ScopedFd fd(::open(real.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) return OsErrorFromErrno(errno, real);
+  struct stat st;
+  if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
+  if (S_ISREG(st.st_mode)) contents->reserve(static_cast<size_t>(st.st_size));
+  char buffer[64 * 1024];
+  for (;;) {
+    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      contents->clear();
+      return OsErrorFromErrno(errno, real);
+    }
+    if (n == 0) break;
+    contents->append(buffer, static_cast<size_t>(n));
+  }
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  OsError error = CheckReplaceable(real, /*overwrite=*/true);
+  if (error != os_error::kSuccess) return error;
+  struct stat st;
+  const mode_t mode = ::stat(real.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666 & ~CurrentUmask();
+  TempFile temp(real);
+  if ((error = temp.Create(mode | S_IRUSR | S_IWUSR)) != os_error::kSuccess) return error;
+  if ((error = WriteAll(temp.fd(), contents)) != os_error::kSuccess) return error;
+  return temp.Commit(/*replace=*/true);
+}
+
+OsError PosixFileSystem::OpenWritable(const std::string& path, OpenMode mode,
+                                      std::unique_ptr<WritableFile>* file) {
+  file->reset();
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC |
+                    (mode == OpenMode::kTruncate ? O_TRUNC : O_APPEND);
+  const int fd = ::open(real.c_str(), flags, 0666);
+  if (fd < 0) return OsErrorFromErrno(errno, real);
+  *file = std::make_unique<PosixWritableFile>(fd);
+  return os_error::kSuccess;
+}
+
+mode_t PosixFileSystem::CurrentUmask() {
+  // Reading the mask through umask() would change it for other threads for a
+  // moment; the kernel reports it without side effects.
+  std::string status;
+  if (ReadFile("/proc/self/status", &status) == os_error::kSuccess) {
+    const size_t at = status.find("Umask:");
+    if (at != std::string::npos) {
+      return static_cast<mode_t>(std::strtoul(status.c_str() + at + 6, nullptr, 8));
+    }
+  }
+  return 022;
+}
+
+}  // namespace q9

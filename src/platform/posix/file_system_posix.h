@@ -1,0 +1,40 @@
+// FileSystem on POSIX, with the case-insensitive path resolution, the store's
+// enumeration order and the atomic copies and saves of the store.
+#pragma once
+
+#include <sys/types.h>
+
+#include "platform/env.h"
+
+namespace q9 {
+
+class PosixFileSystem final : public FileSystem {
+ public:
+  OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
+  OsError GetFileInfo(const std::string& path, FileInfo* info) override;
+  OsError SetReadOnly(const std::string& path, bool read_only) override;
+  OsError CreateDirectory(const std::string& path) override;
+  OsError DeleteFile(const std::string& path) override;
+  OsError CopyFile(const std::string& from, const std::string& to, bool overwrite) override;
+  OsError CopyTree(const std::string& from, const std::string& to) override;
+  OsError DeleteTree(const std::string& path) override;
+  OsError ReadFile(const std::string& path, std::string* contents) override;
+  OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
+  OsError OpenWritable(const std::string& path, OpenMode mode,
+                       std::unique_ptr<WritableFile>* file) override;
+
+  // `path` as it exists on disk: each component that does not exist as
+  // spelled is replaced by the first entry (in store order) that equals it
+  // ignoring ASCII case. Components that match nothing stay as spelled.
+  std::string Resolve(const std::string& path);
+
+ private:
+  OsError ReadFolder(const std::string& dir, std::vector<DirEntry>* entries);
+  bool FindIgnoringCase(const std::string& folder, const std::string& name, std::string* match);
+  OsError CopyOneFile(const std::string& from, const std::string& to, bool overwrite,
+                      bool replace_read_only);
+  OsError CopyTreeResolved(const std::string& from, const std::string& to);
+  mode_t CurrentUmask();
+};
+
+}  // namespace q9

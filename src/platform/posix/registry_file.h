@@ -1,0 +1,26 @@
+// The registry on POSIX: a read-only text file in the .reg export format.
+#pragma once
+
+#include <string>
+
+#include "platform/env.h"
+
+namespace q9 {
+
+// Reads the file named by Q9_REGISTRY_FILE, else /etc/opt/Kestrel/registry.reg,
+// each time a key is opened, so changes made while the program runs are seen.
+// A missing or unreadable file has no keys.
+class RegistryFile final : public Registry {
+ public:
+  RegistryFile() = default;
+  // A registry on a fixed file, for tests.
+  explicit RegistryFile(std::string path) : path_(std::move(path)) {}
+
+  bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
+
+ private:
+  std::string FilePath() const;
+  std::string path_;
+};
+
+}  // namespace q9

@@ -1,0 +1,1 @@
+#include "platform/posix/shared_objects_posix.h"

@@ -1,0 +1,46 @@
+// The trace interface every module uses. A record is formatted only when its
+// level is enabled, so a disabled call costs one test.
+//
+//   constexpr TraceSite kSite{"FileOperator", "CopyFiles: "};
+//   Q9_TRACE(kSite, 8, ">> Start");
+//   Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+//
+// Records carry the component tag "IMP", the site's module and function
+// label, and the source file and line of the call.
+#pragma once
+
+#include <cstdint>
+
+namespace q9 {
+
+// Where a record comes from: the source module ("Main", "Installer",
+// "FileOperator", "Merge", "q9xmlHelper") and the function label ("Import: ").
+struct TraceSite {
+  const char* module;
+  const char* function;
+};
+
+// Trace levels used by the program's own records.
+namespace trace_level {
+inline constexpr uint32_t kEntry = 8;
+inline constexpr uint32_t kWarning = 16;
+inline constexpr uint32_t kProgress = 64;
+inline constexpr uint32_t kResult = 128;
+}  // namespace trace_level
+
+// True when a record of `level` may be written (or the configuration must be
+// looked at again first).
+bool TraceLevelEnabled(uint32_t level);
+
+// Formats and writes one record; call only after TraceLevelEnabled.
+void TraceRecord(const TraceSite& site, uint32_t level, const char* file, int line,
+                 const char* format, ...) __attribute__((format(printf, 5, 6)));
+
+}  // namespace q9
+
+#define Q9_TRACE(site, level, ...)                                              \
+  do {                                                                          \
+    if (::q9::TraceLevelEnabled(level)) {                                       \
+      ::q9::TraceRecord((site), (level), __FILE__, __LINE__, __VA_ARGS__);      \
+    }                                                                           \
+  } while (false)

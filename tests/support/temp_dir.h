@@ -1,0 +1,32 @@
+// A fresh folder under the system temp folder, removed with everything in it
+// when the object goes away. Files written there are read back with ReadText.
+#pragma once
+
+#include <string>
+
+namespace q9::testing {
+
+class TempDir {
+ public:
+  TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  ~TempDir();
+
+  const std::string& path() const { return path_; }
+  // path() joined with `relative`.
+  std::string Path(const std::string& relative) const;
+  // Creates the file (and its folders) with `contents`; returns its path.
+  std::string WriteFile(const std::string& relative, const std::string& contents) const;
+  // Creates the folder and its parents; returns its path.
+  std::string MakeDir(const std::string& relative) const;
+
+ private:
+  std::string path_;
+};
+
+// The whole contents of a file, or "<missing>" when it cannot be read.
+std::string ReadText(const std::string& path);
+bool PathExists(const std::string& path);
+
+}  // namespace q9::testing
