@@ -1,0 +1,111 @@
+#include "app/entry_point.h"
+
+#include <filesystem>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+#include "test_env.h"
+
+namespace q9 {
+namespace {
+
+using testing::ReadText;
+using testing::TempDir;
+using testing::TestEnv;
+
+class EntryPointTest : public ::testing::Test {
+ protected:
+  EntryPointTest() {
+    test_.process.variables["AutInstLog"] = dir_.MakeDir("logs") + "/";
+    test_.folders.app_data = dir_.MakeDir("appdata");
+    test_.folders.program_files = dir_.MakeDir("common");
+  }
+
+  ResultCode Run(std::vector<const char*> args) {
+    args.insert(args.begin(), "q9cfgImp64x");
+    return RunCfgImp(test_.env, static_cast<int>(args.size()), args.data());
+  }
+
+  // The one install log the run wrote.
+  std::string Log() {
+    std::vector<std::string> logs;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_.Path("logs"))) {
+      logs.push_back(entry.path().string());
+    }
+    if (logs.size() != 1) return "<" + std::to_string(logs.size()) + " logs>";
+    return ReadText(logs[0]);
+  }
+
+  // The log without its dated first line.
+  std::string LogBody() {
+    const std::string log = Log();
+    return log.substr(log.find('\n') + 1);
+  }
+
+  TempDir dir_;
+  TestEnv test_;
+};
+
+TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {
+  EXPECT_EQ(Run({}), 1);  // Update is not wired yet: the start value stands
+  const std::string files = dir_.Path("common/Kestrel/Automation/Corvane OAM");
+  const std::string data = dir_.Path("appdata/Kestrel/Automation/Corvane OAM");
+  EXPECT_EQ(LogBody(),
+            "Number of cmd-arguments: 0\n"
+            "Chosen install-mode is: -up\n"
+            "Using Install/Uninstall argument: -up\n"
+            "Using Program Files argument: \n"
+            "Using ProgramData argument: \n"
+            "Using Export argument: \n"
+            "Setting ProgDataPath to: " + data + "\n"
+            "Setting ProgFilePath to: " + files + "\n"
+            ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n"
+            "<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: 3\n"
+            "CfgImp ended with return-value: 1\n");
+  EXPECT_EQ(test_.process.com_uninitialized, 1);
+}
+
+TEST_F(EntryPointTest, KeyValueArgumentsAreLoggedWithTheirEqualsSign) {
+  const std::string store = dir_.MakeDir("store");
+  const std::string t = "t=" + store;
+  EXPECT_EQ(Run({"a", "b", t.c_str(), "-u", "-e=x"}), PGSP_OK);
+  const std::string body = LogBody();
+  EXPECT_TRUE(body.starts_with("Number of cmd-arguments: 5\n"
+                               "Using Install/Uninstall argument: -u\n"
+                               "Using Program Files argument: =" + store + "\n"
+                               "Using ProgramData argument: \n"
+                               "Using Export argument: \n")) << body;
+  // "=<store>" is no folder, so the default root is used.
+  EXPECT_NE(body.find("Setting ProgFilePath to: " + dir_.Path("common/")), std::string::npos);
+  EXPECT_TRUE(body.ends_with("<< Uninstall returns with: 0\nCfgImp ended with return-value: 0\n"));
+}
+
+TEST_F(EntryPointTest, UninstallWithTemplatesLeftReturnsFive) {
+  dir_.WriteFile("common/Kestrel/Automation/Corvane OAM/Install/Boards/b.xml", "b");
+  EXPECT_EQ(Run({"u"}), 5);
+  EXPECT_TRUE(LogBody().ends_with(">> Uninstall\nCfgImp ended with return-value: 5\n"));
+}
+
+TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
+  test_.process.com_result = -2147418113;
+  EXPECT_EQ(Run({"-u"}), ERR_CANT_CREATE_COM_INSTANCE);
+  EXPECT_EQ(LogBody(), "Number of cmd-arguments: 1\n");
+  EXPECT_EQ(test_.process.com_uninitialized, 0);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("appdata/Kestrel/Automation/Corvane OAM")));
+}
+
+TEST_F(EntryPointTest, AlreadyInitialisedComIsFine) {
+  test_.process.com_result = 1;
+  EXPECT_EQ(Run({"-u"}), PGSP_OK);
+}
+
+TEST_F(EntryPointTest, FailedTraceSecurityEndsTheRunWithItsErrorAndNoLog) {
+  test_.process.security_result = 1337;
+  EXPECT_EQ(Run({"-u"}), 1337);
+  EXPECT_EQ(Log(), "<0 logs>");
+}
+
+}  // namespace
+}  // namespace q9

@@ -1,0 +1,53 @@
+// The object the operations run on: it resolves the store paths once and
+// owns the FileOperator built on them. The install log belongs to the entry
+// point.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/result_code.h"
+#include "log/install_log.h"
+#include "platform/env.h"
+#include "store/file_operator.h"
+#include "store/store_paths.h"
+
+namespace q9 {
+
+class Installer {
+ public:
+  // Resolves the store roots, writes them to the install log, then builds
+  // the FileOperator.
+  Installer(Env& env, InstallLog& log, const std::string& program_data_argument,
+            const std::string& program_files_argument);
+  Installer(const Installer&) = delete;
+  Installer& operator=(const Installer&) = delete;
+  ~Installer();
+
+  // Removes meta, data/LogDevices and data/LogNames once the Install tree
+  // holds no templates: 0, or 5 with nothing deleted.
+  [[nodiscard]] ResultCode Uninstall();
+
+  Env& env() const { return env_; }
+  InstallLog& log() const { return log_; }
+  FileOperator& files() const { return *file_operator_; }
+  const StorePaths& paths() const { return *store_paths_; }
+
+ private:
+  bool InstallTreeHasTemplates();
+
+  Env& env_;
+  InstallLog& log_;
+  std::unique_ptr<FileOperator> file_operator_;
+  std::unique_ptr<StorePaths> store_paths_;
+};
+
+// Clears the read-only flag of every file below data, meta and Install, in
+// that order; the first failing folder ends the walk with its code.
+[[nodiscard]] ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer);
+// Clears the read-only flag of every file below `directory` (folders keep
+// theirs): 0, 87 for an empty path, or the OS error of the listing.
+[[nodiscard]] ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer,
+                                                         const std::string& directory);
+
+}  // namespace q9

@@ -1,0 +1,45 @@
+#include "install/installer.h"
+#include "trace/trace.h"
+
+namespace q9 {
+namespace {
+
+constexpr TraceSite kUninstallSite{"Installer", "Uninstall: "};
+
+// Deletes one store folder; a failure is logged and otherwise ignored.
+void DeleteStoreFolder(Installer& installer, const std::string& folder, const char* what) {
+  const ResultCode result = installer.files().DeleteDirectory(folder);
+  if (result == PGSP_OK) return;
+  const std::string message = std::string("Can't delete ") + what + " Directory!";
+  Q9_TRACE(kUninstallSite, 64, "%s Result = %d", message.c_str(), result);
+  installer.log().Write(message);
+}
+
+}  // namespace
+
+bool Installer::InstallTreeHasTemplates() {
+  // The log-names folder does not count: packages leave it behind.
+  for (const std::string& folder :
+       {paths().InstallDefaultLogDevices(), paths().InstallProtocols(), paths().InstallBoards()}) {
+    std::string name;
+    if (files().EnumFile(folder, 0, &name) == PGSP_OK) return true;
+  }
+  return false;
+}
+
+ResultCode Installer::Uninstall() {
+  Q9_TRACE(kUninstallSite, 8, ">> Start");
+  log_.Write(">> Uninstall");
+  Q9_TRACE(kUninstallSite, 64, "5 second waiting loop");
+  if (InstallTreeHasTemplates()) {
+    Q9_TRACE(kUninstallSite, 64, "Install subfolders are not empty!");
+    return kTemplatesLeftInInstall;
+  }
+  DeleteStoreFolder(*this, paths().Meta(), "Meta");
+  DeleteStoreFolder(*this, paths().DataLogDevices(), "LogDevices");
+  DeleteStoreFolder(*this, paths().DataLogNames(), "LogNames");
+  log_.Write("<< Uninstall returns with: 0");
+  return PGSP_OK;
+}
+
+}  // namespace q9

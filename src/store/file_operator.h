@@ -1,0 +1,61 @@
+// The unit through which the tool touches the template store's files. Each
+// primitive returns a result code, never throws, traces under the module
+// "FileOperator" and writes its user-facing lines to the install log.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "app/result_code.h"
+#include "log/install_log.h"
+#include "platform/env.h"
+#include "store/store_paths.h"
+#include "trace/trace.h"
+
+namespace q9 {
+
+class FileOperator {
+ public:
+  FileOperator(Env& env, InstallLog& log, const StorePaths& paths)
+      : env_(env), log_(log), paths_(paths) {}
+
+  // Removes the folder and everything in it: 0, 87 (empty path) or 8511.
+  // Writes no install-log line.
+  [[nodiscard]] ResultCode DeleteDirectory(const std::string& path);
+  // Copies one file; `overwrite` non-zero replaces an existing target:
+  // 0, 87 or 8512. The "File: ... copied to: ..." line is written whether
+  // or not the copy worked.
+  [[nodiscard]] ResultCode CopyFiles(InstallLog& log, const std::string& source,
+                                     const std::string& destination, int32_t overwrite);
+  // 0 or 8511.
+  [[nodiscard]] ResultCode DeleteFiles(InstallLog& log, const std::string& path);
+  // Creates the last level only: 0 or 8510 (also when it exists already).
+  [[nodiscard]] ResultCode CreateDir(InstallLog& log, const std::string& path);
+  // Copies the folder `source` into the existing folder `destination` under
+  // its own name; when `destination` does not exist, to that path under the
+  // destination's name. 0, 87 or 8512.
+  [[nodiscard]] ResultCode CopyDirectory(InstallLog& log, const std::string& source,
+                                         const std::string& destination);
+  // The name of the index-th file (folders skipped) of `directory`, in store
+  // order: 0, 87, 259 past the last one, or the OS error (3 for a missing folder).
+  [[nodiscard]] ResultCode EnumFile(const std::string& directory, uint32_t index,
+                                    std::string* name);
+  // Like EnumFile, counting only names that end in ".xsd" exactly.
+  [[nodiscard]] ResultCode EnumSchemes(const std::string& directory, uint32_t index,
+                                       std::string* name);
+
+  Env& env() const { return env_; }
+  InstallLog& log() const { return log_; }
+  const StorePaths& paths() const { return paths_; }
+
+ private:
+  template <typename Accept>
+  ResultCode EnumMatching(const TraceSite& site, const std::string& directory, uint32_t index,
+                          std::string* name, Accept accept);
+
+  Env& env_;
+  InstallLog& log_;
+  const StorePaths& paths_;
+};
+
+}  // namespace q9

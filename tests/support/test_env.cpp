@@ -1,0 +1,70 @@
+#include "test_env.h"
+
+#include <algorithm>
+
+namespace q9::testing {
+namespace {
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; });
+  return lower;
+}
+
+class FakeKey : public RegistryKey {
+ public:
+  explicit FakeKey(std::map<std::string, RegistryValue> values) : values_(std::move(values)) {}
+  bool QueryValue(std::string_view name, RegistryValue* value) const override {
+    const auto it = values_.find(Lower(name));
+    if (it == values_.end()) return false;
+    *value = it->second;
+    return true;
+  }
+
+ private:
+  std::map<std::string, RegistryValue> values_;
+};
+
+}  // namespace
+
+bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
+  const auto it = variables.find(name);
+  if (it == variables.end()) return false;
+  *value = it->second;
+  return true;
+}
+
+bool FakeKnownFolders::Get(const std::string& value, std::string* path) {
+  if (value.empty()) return false;
+  *path = value;
+  return true;
+}
+
+void FakeRegistry::SetString(const std::string& key, const std::string& name,
+                             const std::string& text) {
+  RegistryValue value;
+  value.type = RegistryType::kString;
+  value.text = text;
+  keys_[Lower(key)][Lower(name)] = value;
+}
+
+void FakeRegistry::SetDword(const std::string& key, const std::string& name, uint32_t number) {
+  RegistryValue value;
+  value.type = RegistryType::kDword;
+  for (int i = 0; i < 4; ++i) value.data.push_back(static_cast<uint8_t>(number >> (8 * i)));
+  keys_[Lower(key)][Lower(name)] = value;
+}
+
+bool FakeRegistry::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) {
+  const auto it = keys_.find(Lower(key_path));
+  if (it == keys_.end()) return false;
+  *key = std::make_unique<FakeKey>(it->second);
+  return true;
+}
+
+TestEnv::TestEnv()
+    : env(Env::Default().files(), registry, folders, Env::Default().libraries(),
+          Env::Default().shared(), Env::Default().clock(), process) {}
+
+}  // namespace q9::testing

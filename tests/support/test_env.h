@@ -1,0 +1,85 @@
+// An Env for tests: the real file system and clock, with doubles for the
+// process environment, the known folders and the registry, so a test sets up
+// exactly the configuration it needs without touching the machine's.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/env.h"
+
+namespace q9::testing {
+
+class FakeProcess : public Process {
+ public:
+  std::map<std::string, std::string> variables;
+  int32_t com_result = 0;
+  OsError security_result = 0;
+  int com_uninitialized = 0;
+  std::string debug_output;
+  std::vector<std::string> warnings;
+
+  bool GetEnvironmentVariable(const char* name, std::string* value) override;
+  int32_t InitializeCom() override { return com_result; }
+  void UninitializeCom() override { ++com_uninitialized; }
+  OsError PrepareTraceSecurity() override { return security_result; }
+  uint32_t ProcessId() override { return 4242; }
+  uint32_t ThreadId() override { return 7; }
+  void DebugOutput(std::string_view text) override { debug_output += text; }
+  void ShowWarning(std::string_view text) override { warnings.emplace_back(text); }
+};
+
+class FakeKnownFolders : public KnownFolders {
+ public:
+  std::string app_data;       // empty: the query fails
+  std::string program_files;  // empty: the query fails
+  std::string executable;
+
+  bool CommonAppData(std::string* path) override { return Get(app_data, path); }
+  bool CommonProgramFiles(std::string* path) override { return Get(program_files, path); }
+  bool ExecutableFolder(std::string* path) override { return Get(executable, path); }
+
+ private:
+  static bool Get(const std::string& value, std::string* path);
+};
+
+// Keys and value names compare ignoring ASCII case, as in the real registry.
+class FakeRegistry : public Registry {
+ public:
+  void SetString(const std::string& key, const std::string& name, const std::string& text);
+  void SetDword(const std::string& key, const std::string& name, uint32_t value);
+  bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
+
+ private:
+  std::map<std::string, std::map<std::string, RegistryValue>> keys_;  // lower-cased
+};
+
+struct TestEnv {
+  TestEnv();
+  FakeProcess process;
+  FakeKnownFolders folders;
+  FakeRegistry registry;
+  Env env;
+};
+
+}  // namespace q9::testing
+
+namespace q9::testing {
+
+// A WritableFile that appends to a string owned by the test.
+class StringFile : public WritableFile {
+ public:
+  explicit StringFile(std::string* text) : text_(text) {}
+  OsError Append(std::string_view data) override {
+    text_->append(data);
+    return 0;
+  }
+  OsError Flush() override { return 0; }
+  OsError Close() override { return 0; }
+
+ private:
+  std::string* text_;
+};
+
+}  // namespace q9::testing
