@@ -1,0 +1,44 @@
+// Runs the built q9cfgImp64x as a setup program would: in a store under a
+// temporary folder, with its own registry file, log folder and known folders,
+// and nothing inherited from the machine's configuration.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "temp_dir.h"
+
+namespace q9::testing {
+
+class ToolRunner {
+ public:
+  ToolRunner();
+
+  // A registry file with the store roots pointing at `files` and `data`
+  // (either may be empty to leave the value out).
+  void WriteStoreRegistry(const std::string& files, const std::string& data);
+  void WriteRegistry(const std::string& contents);
+
+  // Runs the program with `args`; returns its exit status (-1 when it did
+  // not exit normally).
+  int Run(const std::vector<std::string>& args);
+
+  // The install log of the last run (runs clear the log folder first).
+  std::string Log() const;
+  // The log without its dated first line.
+  std::string LogBody() const;
+  std::string StandardError() const;
+
+  const TempDir& dir() const { return dir_; }
+  std::map<std::string, std::string>& environment() { return environment_; }
+  // Default roots when neither argument nor registry names one.
+  std::string DefaultFilesRoot() const;
+  std::string DefaultDataRoot() const;
+
+ private:
+  TempDir dir_;
+  std::map<std::string, std::string> environment_;
+};
+
+}  // namespace q9::testing
