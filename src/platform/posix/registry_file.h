@@ -1,6 +1,8 @@
-// The registry on POSIX: a read-only text file in the .reg export format.
+// The registry on POSIX: a read-only text file in the .reg export format
+// (grammar in reg_file_parser.h).
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "platform/env.h"
@@ -9,9 +11,13 @@ namespace q9 {
 
 // Reads the file named by Q9_REGISTRY_FILE, else /etc/opt/Kestrel/registry.reg,
 // each time a key is opened, so changes made while the program runs are seen.
-// A missing or unreadable file has no keys.
+// A missing or unreadable file has no keys, and so has a file larger than
+// kMaxFileBytes: a registry file is a few kilobytes, and the bound keeps a
+// wrong path (a device, a huge log) from being read into memory.
 class RegistryFile final : public Registry {
  public:
+  static constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;
+
   RegistryFile() = default;
   // A registry on a fixed file, for tests.
   explicit RegistryFile(std::string path) : path_(std::move(path)) {}

@@ -1,0 +1,89 @@
+#include "platform/posix/registry_file.h"
+
+#include <stdlib.h>
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+
+namespace q9 {
+namespace {
+
+using testing::TempDir;
+
+constexpr char kTrcParams[] =
+    "Windows Registry Editor Version 5.00\n\n"
+    "[HKEY_LOCAL_MACHINE\\Software\\KESTREL\\TELAN\\TrcParams]\n"
+    "\"Level\"=\"0xC8\"\n"
+    "\"Consult\"=dword:0000003c\n";
+
+class RegistryFileTest : public ::testing::Test {
+ protected:
+  // The text value `name` of `key_path`, "<no key>" or "<no value>".
+  std::string Query(Registry& registry, std::string_view key_path, std::string_view name,
+                    RegistryType* type = nullptr) {
+    std::unique_ptr<RegistryKey> key;
+    if (!registry.OpenKey(key_path, &key)) return key == nullptr ? "<no key>" : "<key set>";
+    RegistryValue value;
+    if (!key->QueryValue(name, &value)) return "<no value>";
+    if (type != nullptr) *type = value.type;
+    return value.text;
+  }
+
+  TempDir dir_;
+};
+
+TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCase) {
+  RegistryFile registry(dir_.WriteFile("registry.reg", kTrcParams));
+  RegistryType type = RegistryType::kNone;
+  EXPECT_EQ(Query(registry, "SOFTWARE\\Kestrel\\TELAN\\trcparams", "LEVEL", &type), "0xC8");
+  EXPECT_EQ(type, RegistryType::kString);
+  // A dword read where a string is wanted has its type and no text.
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Consult", &type), "");
+  EXPECT_EQ(type, RegistryType::kDword);
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Output"), "<no value>");
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\Other", "Level"), "<no key>");
+  EXPECT_EQ(Query(registry, "Software/KESTREL/TELAN/TrcParams", "Level"), "<no key>");
+}
+
+TEST_F(RegistryFileTest, AMissingUnreadableOrOversizedFileHasNoKeys) {
+  RegistryFile missing(dir_.Path("none.reg"));
+  EXPECT_EQ(Query(missing, "Software", ""), "<no key>");
+  RegistryFile folder(dir_.MakeDir("folder.reg"));
+  EXPECT_EQ(Query(folder, "Software", ""), "<no key>");
+
+  std::string huge = kTrcParams;
+  huge.resize(RegistryFile::kMaxFileBytes + 1, '\n');
+  RegistryFile oversized(dir_.WriteFile("huge.reg", huge));
+  EXPECT_EQ(Query(oversized, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "<no key>");
+  huge.resize(RegistryFile::kMaxFileBytes);
+  RegistryFile at_limit(dir_.WriteFile("limit.reg", huge));
+  EXPECT_EQ(Query(at_limit, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0xC8");
+}
+
+TEST_F(RegistryFileTest, EachOpenReadsTheFileAgainButKeysAreSnapshots) {
+  const std::string path = dir_.WriteFile("registry.reg", kTrcParams);
+  RegistryFile registry(path);
+  std::unique_ptr<RegistryKey> before;
+  ASSERT_TRUE(registry.OpenKey("Software\\KESTREL\\TELAN\\TrcParams", &before));
+  dir_.WriteFile("registry.reg", std::string(kTrcParams) + "\"Level\"=\"0x10\"\n");
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0x10");
+  RegistryValue value;
+  ASSERT_TRUE(before->QueryValue("level", &value));
+  EXPECT_EQ(value.text, "0xC8");
+}
+
+TEST_F(RegistryFileTest, TheDefaultRegistryFollowsTheEnvironmentVariable) {
+  const char* saved = ::getenv("Q9_REGISTRY_FILE");
+  const std::string restore = saved != nullptr ? saved : "";
+  ::setenv("Q9_REGISTRY_FILE", dir_.WriteFile("env.reg", kTrcParams).c_str(), 1);
+  RegistryFile registry;
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0xC8");
+  ::setenv("Q9_REGISTRY_FILE", dir_.Path("gone.reg").c_str(), 1);
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "<no key>");
+  if (saved != nullptr) ::setenv("Q9_REGISTRY_FILE", restore.c_str(), 1);
+  else ::unsetenv("Q9_REGISTRY_FILE");
+}
+
+}  // namespace
+}  // namespace q9
