@@ -20,7 +20,6 @@ class UninstallTest : public ::testing::Test {
     runner_.dir().WriteFile("data/data/LogDevices/dev.xml", "<dev/>");
     runner_.dir().WriteFile("data/data/LogNames/n.xml", "<n/>");
     runner_.dir().WriteFile("data/data/PGSP.xml", "<p/>");
-    runner_.dir().MakeDir("files/Install/DefaultLogdevices");
   }
 
   bool Exists(const std::string& relative) const {
