@@ -52,7 +52,8 @@ class FileSystem {
   virtual ~FileSystem() = default;
 
   // Entries of `dir` without "." and "..", ordered by their ASCII upper-case
-  // form, then bytewise.
+  // form, then bytewise. Temporary files of unfinished saves (left behind by
+  // a process that died mid-save) are not part of the store and not listed.
   [[nodiscard]] virtual OsError ListDirectory(const std::string& dir,
                                               std::vector<DirEntry>* entries) = 0;
   [[nodiscard]] virtual OsError GetFileInfo(const std::string& path, FileInfo* info) = 0;

@@ -45,6 +45,8 @@ struct DirCloser {
 };
 using ScopedDir = std::unique_ptr<DIR, DirCloser>;
 
+constexpr std::string_view kTempPrefix = ".q9tmp-";
+
 char UpperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
 
 // The native Windows order: ASCII upper-case form first, then bytes, so runs
@@ -97,8 +99,8 @@ OsError SyncFolderOf(const std::string& path) {
 }
 
 // A temporary file beside `target` that disappears unless Commit() renames it
-// over the target. Its name starts with ".q9tmp-" so leftovers of a killed
-// process are recognisable.
+// over the target. Its name starts with kTempPrefix so leftovers of a killed
+// process are recognisable; listings leave them out.
 class TempFile {
  public:
   explicit TempFile(const std::string& target) : target_(target) {}
@@ -111,7 +113,7 @@ class TempFile {
 
   OsError Create(mode_t mode) {
     std::string folder(ParentPath(target_));
-    path_ = JoinPath(folder, ".q9tmp-" + std::string(BaseName(target_)) + ".XXXXXX");
+    path_ = JoinPath(folder, std::string(kTempPrefix) + std::string(BaseName(target_)) + ".XXXXXX");
     fd_.Adopt(::mkostemp(path_.data(), O_CLOEXEC));
     if (fd_.get() < 0) {
       const OsError error = OsErrorFromErrno(errno, target_);
@@ -230,7 +232,7 @@ OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry
   errno = 0;
   while (const dirent* entry = ::readdir(handle.get())) {
     const std::string name = entry->d_name;
-    if (name == "." || name == "..") continue;
+    if (name == "." || name == ".." || name.starts_with(kTempPrefix)) continue;
     bool is_directory = entry->d_type == DT_DIR;
     if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
       is_directory = IsDirectory(JoinPath(dir, name));

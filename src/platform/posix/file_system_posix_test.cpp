@@ -53,6 +53,10 @@ TEST_F(PosixFileSystemTest, ListsInCaseInsensitiveOrderWithoutDotEntries) {
   // Upper-case form first ('_' sorts after 'Z' by its ASCII code), then bytes.
   EXPECT_EQ(Names(entries), (std::vector<std::string>{"A.xml", "a.xml", "b.xml", "C", "_x"}));
   EXPECT_TRUE(entries[3].is_directory);
+  // A save that died half-way leaves its temporary file; it is no store entry.
+  dir_.WriteFile("list/.q9tmp-b.xml.Ab12Cd", "<half");
+  ASSERT_EQ(fs_.ListDirectory(dir_.Path("list"), &entries), 0);
+  EXPECT_EQ(entries.size(), 5u);
   EXPECT_FALSE(entries[0].is_directory);
 }
 
