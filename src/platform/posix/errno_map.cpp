@@ -1,9 +1,11 @@
 #include "platform/posix/errno_map.h"
 
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 
 #include "platform/path.h"
+#include "trace/trace.h"
 
 namespace q9 {
 namespace {
@@ -35,7 +37,13 @@ OsError OsErrorFromErrno(int err, const std::string& path) {
     case ENOTDIR: return os_error::kDirectory;
     case EINVAL: return os_error::kInvalidParameter;
     case EIO: return os_error::kIoDevice;
-    default: return os_error::kGenFailure;
+    default: {
+      // No Windows number fits; keep what the system said for the developers.
+      static constexpr TraceSite kSite{"Env", "OsErrorFromErrno: "};
+      Q9_TRACE(kSite, 64, "errno %d (%s) reported as %d", err, std::strerror(err),
+               os_error::kGenFailure);
+      return os_error::kGenFailure;
+    }
   }
 }
 
