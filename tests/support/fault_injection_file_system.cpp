@@ -52,8 +52,8 @@ void FaultInjectionFileSystem::CrashFrom(uint64_t n) {
 void FaultInjectionFileSystem::ClearFault() { mode_ = Mode::kNone; }
 
 FaultInjectionFileSystem::Verdict FaultInjectionFileSystem::Mutate() {
-  ++count_;
-  if (mode_ == Mode::kNone || count_ < fault_from_) return Verdict::kForward;
+  const uint64_t number = ++count_;
+  if (mode_ == Mode::kNone || number < fault_from_) return Verdict::kForward;
   fired_ = true;
   return mode_ == Mode::kFail ? Verdict::kFail : Verdict::kDrop;
 }

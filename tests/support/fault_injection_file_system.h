@@ -3,6 +3,7 @@
 // behind when the disk fills up or the process dies half-way.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -13,7 +14,8 @@ namespace q9::testing {
 // Mutating operations are SetReadOnly, CreateDirectory, DeleteFile, CopyFile,
 // CopyTree, DeleteTree, WriteFileAtomic, OpenWritable and each Append to a
 // file it opened. They are numbered from 1 in call order, whether they
-// succeed or not. Files it returns must not outlive it. Not thread-safe.
+// succeed or not. Files it returns must not outlive it. Operations may run on
+// several threads (a trace writer, say); set the fault before they start.
 class FaultInjectionFileSystem final : public FileSystem {
  public:
   explicit FaultInjectionFileSystem(FileSystem& base) : base_(base) {}
@@ -61,8 +63,8 @@ class FaultInjectionFileSystem final : public FileSystem {
   Mode mode_ = Mode::kNone;
   uint64_t fault_from_ = 0;
   OsError error_ = 0;
-  uint64_t count_ = 0;
-  bool fired_ = false;
+  std::atomic<uint64_t> count_{0};
+  std::atomic<bool> fired_{false};
 };
 
 // Env::Default() with `files` in place of its file system.
