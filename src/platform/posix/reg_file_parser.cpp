@@ -308,8 +308,8 @@ void RegFileParser::ParseLine(std::string_view line) {
 
 void RegFileParser::ParseKeyLine(std::string_view line) {
   line.remove_prefix(1);
-  if (line.empty() || IsBlank(line.front())) return;
-  const bool remove = line.front() == '-';
+  if (!line.empty() && IsBlank(line.front())) return;
+  const bool remove = line.starts_with('-');
   if (remove) line.remove_prefix(1);
   current_ = nullptr;
   const size_t close = line.rfind(']');
