@@ -308,8 +308,8 @@ void RegFileParser::ParseLine(std::string_view line) {
 
 void RegFileParser::ParseKeyLine(std::string_view line) {
   line.remove_prefix(1);
-  if (line.empty() || IsBlank(line.front())) return;
-  const bool remove = line.front() == '-';
+  if (!line.empty() && IsBlank(line.front())) return;
+  const bool remove = line.starts_with('-');
   if (remove) line.remove_prefix(1);
   current_ = nullptr;
   const size_t close = line.rfind(']');
@@ -329,12 +329,6 @@ void RegFileParser::ParseKeyLine(std::string_view line) {
 }
 
 void RegFileParser::OpenKey(const std::string& folded_path) {
-  // Like the registry, a key brings its parents into being.
-  for (size_t slash = folded_path.find('\\'); slash != std::string::npos;
-       slash = folded_path.find('\\', slash + 1)) {
-    hive_.keys[folded_path.substr(0, slash)];
-  }
-  hive_.keys[""];
   current_ = &hive_.keys[folded_path];
 }
 
@@ -445,8 +439,16 @@ std::string FoldRegistryName(std::string_view name) {
 }
 
 const RegistryValues* RegistryHive::FindKey(std::string_view key_path) const {
-  const auto it = keys.find(FoldRegistryName(key_path));
-  return it == keys.end() ? nullptr : &it->second;
+  const std::string folded = FoldRegistryName(key_path);
+  const auto it = keys.find(folded);
+  if (it != keys.end()) return &it->second;
+  // Parents are not stored (a deep key would cost quadratic memory); a key
+  // exists without values when a key below it does.
+  static const RegistryValues kNoValues;
+  if (folded.empty()) return keys.empty() ? nullptr : &kNoValues;
+  const std::string prefix = folded + '\\';
+  const auto below = keys.lower_bound(prefix);
+  return below != keys.end() && below->first.starts_with(prefix) ? &kNoValues : nullptr;
 }
 
 RegistryHive ParseRegFile(std::string_view bytes) {

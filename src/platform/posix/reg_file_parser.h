@@ -8,7 +8,8 @@
 //   FF FE starts a UTF-16LE file; otherwise the bytes are UTF-8, with or
 //   without a BOM. Lines end at CR LF, LF or CR. A NUL byte ends its line
 //   (the editor reads lines as C strings). Leading blanks are skipped.
-// - "[HKEY_LOCAL_MACHINE\A\B]" opens key A\B (and creates A): the key name ends
+// - "[HKEY_LOCAL_MACHINE\A\B]" opens key A\B (A exists as long as a key below
+//   it does, the hive as long as any key does): the key name ends
 //   at the last ']' of the line and the rest of the line is ignored. A blank
 //   right after '[' makes the line ignored; "[-HKEY_LOCAL_MACHINE\A]" deletes A
 //   with all its subkeys. Root names count only in full (no "HKLM"). Any other
@@ -51,12 +52,14 @@ namespace q9 {
 using RegistryValues = std::map<std::string, RegistryValue>;
 
 // The HKEY_LOCAL_MACHINE keys of one file, by path below the hive in ASCII
-// upper case ("" is the hive itself, present when any key is).
+// upper case ("" is the hive itself).
 struct RegistryHive {
+  // The keys that the file names in a section; their parents are implied.
   std::map<std::string, RegistryValues> keys;
 
   // The values of `key_path` (backslash separated, any letter case), or
-  // nullptr when the file has no such key.
+  // nullptr when the file has no such key. The parents of a key, the hive
+  // included, exist without values.
   const RegistryValues* FindKey(std::string_view key_path) const;
 };
 

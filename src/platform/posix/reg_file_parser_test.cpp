@@ -91,6 +91,7 @@ TEST(RegFileParserTest, RepeatedSectionsMergeAndTheLastValueWins) {
 
 TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
   const RegistryHive hive = Parse(
+      "[HKEY_LOCAL_MACHINE\\S\\A]\n\"w\"=\"0\"\n"
       "[HKEY_LOCAL_MACHINE\\S\\A\\B]\n\"x\"=\"1\"\n"
       "[HKEY_LOCAL_MACHINE\\S\\AB]\n\"y\"=\"2\"\n"
       "[-HKEY_LOCAL_MACHINE\\s\\a]\n"
@@ -100,6 +101,11 @@ TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
   EXPECT_EQ(Text(hive, "S\\AB", "y"), "2");
   EXPECT_EQ(hive.FindKey("S\\AB")->size(), 1u);
   EXPECT_EQ(hive.FindKey("S")->size(), 0u);
+
+  const RegistryHive emptied = Parse(
+      "[HKEY_LOCAL_MACHINE\\K]\n[-HKEY_LOCAL_MACHINE]\n[HKEY_LOCAL_MACHINE\\L]\n");
+  EXPECT_EQ(emptied.FindKey("K"), nullptr);
+  EXPECT_NE(emptied.FindKey("L"), nullptr);
 }
 
 TEST(RegFileParserTest, KeyLinesThatNameNoLocalMachineKeyDropTheValuesAfterThem) {
@@ -116,7 +122,7 @@ TEST(RegFileParserTest, KeyLinesThatNameNoLocalMachineKeyDropTheValuesAfterThem)
   EXPECT_EQ(Text(hive, "K", "b"), "still K");
   EXPECT_EQ(Text(hive, "K]x", "g"), "last bracket");
   EXPECT_EQ(hive.FindKey("Ignored"), nullptr);
-  EXPECT_EQ(hive.keys.size(), 3u);  // the hive, K and K]x
+  EXPECT_EQ(hive.keys.size(), 2u);  // K and K]x
 }
 
 TEST(RegFileParserTest, NamesAndStringsFollowTheEditorsQuoting) {
@@ -161,7 +167,7 @@ TEST(RegFileParserTest, ByteListsContinueOverLinesAndKeepTheirType) {
       "; a comment inside the list\n"
       "  A,0b\n"
       "\"expand\"=hex(2):25,00,54,00,4d,00,50,00,25,00,00,00\n"
-      "\"multi\"=hex(7):61,00,00,00,62,00,63,00,00,00,00,00\n"
+      "\"multi\"=hex(7):61,00,00,00,62,00,63,00,00,00,00,00,64,00,00,00\n"
       "\"qword\"=hex(b):01,00,00,00,00,00,00,00\n"
       "\"odd\"=hex(2):41,00,42\n"
       "\"none\"=hex:\n"
@@ -179,7 +185,7 @@ TEST(RegFileParserTest, ByteListsContinueOverLinesAndKeepTheirType) {
   EXPECT_EQ(expand.data.size(), 12u);
   const RegistryValue multi = Value(hive, "K", "multi");
   EXPECT_EQ(multi.type, RegistryType::kMultiString);
-  EXPECT_EQ(multi.text, std::string("a\0bc", 4));
+  EXPECT_EQ(multi.text, std::string("a\0bc", 4));  // "d" is past the empty entry
   EXPECT_EQ(Value(hive, "K", "qword").type, RegistryType::kQword);
   EXPECT_EQ(Value(hive, "K", "qword").data.size(), 8u);
   EXPECT_EQ(Text(hive, "K", "odd"), "A");  // the odd byte is no character

@@ -49,10 +49,10 @@ bool RegistryFile::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKe
   key->reset();
   std::string bytes;
   if (!ReadBounded(FilePath(), kMaxFileBytes, &bytes)) return false;
-  RegistryHive hive = ParseRegFile(bytes);
-  const auto it = hive.keys.find(FoldRegistryName(key_path));
-  if (it == hive.keys.end()) return false;
-  *key = std::make_unique<SnapshotKey>(std::move(it->second));
+  const RegistryHive hive = ParseRegFile(bytes);
+  const RegistryValues* values = hive.FindKey(key_path);
+  if (values == nullptr) return false;
+  *key = std::make_unique<SnapshotKey>(*values);
   return true;
 }
 

@@ -13,7 +13,8 @@ namespace q9 {
 // each time a key is opened, so changes made while the program runs are seen.
 // A missing or unreadable file has no keys, and so has a file larger than
 // kMaxFileBytes: a registry file is a few kilobytes, and the bound keeps a
-// wrong path (a device, a huge log) from being read into memory.
+// wrong path (a device, a huge log) from being read into memory. OpenKey
+// keeps no state, so threads may call it at the same time.
 class RegistryFile final : public Registry {
  public:
   static constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;

@@ -1,0 +1,88 @@
+// A FileSystem that wraps another one and fails or drops its mutating
+// operations from a chosen point on, so tests can show what a run leaves
+// behind when the disk fills up or the process dies half-way.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "platform/env.h"
+
+namespace q9::testing {
+
+// Mutating operations are SetReadOnly, CreateDirectory, DeleteFile, CopyFile,
+// CopyTree, DeleteTree, WriteFileAtomic, OpenWritable and each Append to a
+// file it opened. They are numbered from 1 in call order, whether they
+// succeed or not. Files it returns must not outlive it. Operations may run on
+// several threads (a trace writer, say); set the fault before they start.
+class FaultInjectionFileSystem final : public FileSystem {
+ public:
+  explicit FaultInjectionFileSystem(FileSystem& base) : base_(base) {}
+
+  // From mutating operation number `n` on, every operation, reads included,
+  // returns `error` without reaching the wrapped file system.
+  void FailFrom(uint64_t n, OsError error);
+  // From mutating operation number `n` on, mutating operations return 0 and
+  // do nothing, as if the process had died there; reads go on.
+  void CrashFrom(uint64_t n);
+  // Forwards everything again; the count goes on.
+  void ClearFault();
+  // How many mutating operations were asked for so far.
+  uint64_t mutating_operations() const { return count_; }
+  // True once a fault has taken effect.
+  bool fault_fired() const { return fired_; }
+
+  OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
+  OsError GetFileInfo(const std::string& path, FileInfo* info) override;
+  OsError SetReadOnly(const std::string& path, bool read_only) override;
+  OsError CreateDirectory(const std::string& path) override;
+  OsError DeleteFile(const std::string& path) override;
+  OsError CopyFile(const std::string& from, const std::string& to, bool overwrite) override;
+  OsError CopyTree(const std::string& from, const std::string& to) override;
+  OsError DeleteTree(const std::string& path) override;
+  OsError ReadFile(const std::string& path, std::string* contents) override;
+  OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
+  OsError OpenWritable(const std::string& path, OpenMode mode,
+                       std::unique_ptr<WritableFile>* file) override;
+
+ private:
+  friend class FaultInjectionWritableFile;
+  enum class Mode { kNone, kFail, kCrash };
+  enum class Verdict { kForward, kFail, kDrop };
+
+  // Counts one mutating operation and says what to do with it.
+  Verdict Mutate();
+  // What to do with an operation that changes nothing.
+  Verdict Read();
+  // Runs `operation` unless the verdict says otherwise.
+  template <typename Operation>
+  OsError Apply(Verdict verdict, Operation operation);
+
+  FileSystem& base_;
+  Mode mode_ = Mode::kNone;
+  uint64_t fault_from_ = 0;
+  OsError error_ = 0;
+  std::atomic<uint64_t> count_{0};
+  std::atomic<bool> fired_{false};
+};
+
+// Env::Default() with `files` in place of its file system.
+Env EnvWithFileSystem(FileSystem& files);
+
+// The real Env with a FaultInjectionFileSystem over the real file system.
+class FaultInjectionEnv {
+ public:
+  FaultInjectionEnv();
+  FaultInjectionEnv(const FaultInjectionEnv&) = delete;
+  FaultInjectionEnv& operator=(const FaultInjectionEnv&) = delete;
+
+  Env& env() { return env_; }
+  FaultInjectionFileSystem& files() { return files_; }
+
+ private:
+  FaultInjectionFileSystem files_;
+  Env env_;
+};
+
+}  // namespace q9::testing

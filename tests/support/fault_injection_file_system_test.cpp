@@ -1,0 +1,148 @@
+#include "fault_injection_file_system.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "platform/posix/file_system_posix.h"
+#include "temp_dir.h"
+
+namespace q9::testing {
+namespace {
+
+constexpr int kFiles = 5;
+
+class FaultInjectionFileSystemTest : public ::testing::Test {
+ protected:
+  FaultInjectionFileSystemTest() : fs_(real_) {}
+
+  // A file system user: copies src/0.xml .. src/4.xml to dst/ one by one and
+  // stops at the first failure.
+  OsError CopyAll() {
+    for (int i = 0; i < kFiles; ++i) {
+      const std::string name = std::to_string(i) + ".xml";
+      const OsError error = fs_.CopyFile(dir_.Path("src/" + name), dir_.Path("dst/" + name), true);
+      if (error != os_error::kSuccess) return error;
+    }
+    return os_error::kSuccess;
+  }
+
+  void MakeSources() {
+    for (int i = 0; i < kFiles; ++i) {
+      dir_.WriteFile("src/" + std::to_string(i) + ".xml", std::string(1000 + i, 'a' + i));
+    }
+    dir_.MakeDir("dst");
+  }
+
+  // Number of files in dst/, each checked to be a complete copy.
+  int CompleteCopies() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_.Path("dst"))) {
+      const std::string name = entry.path().filename().string();
+      EXPECT_EQ(ReadText(entry.path().string()), ReadText(dir_.Path("src/" + name))) << name;
+      ++count;
+    }
+    return count;
+  }
+
+  TempDir dir_;
+  PosixFileSystem real_;
+  FaultInjectionFileSystem fs_;
+};
+
+TEST_F(FaultInjectionFileSystemTest, ACopyLoopFailsAtExactlyTheChosenOperation) {
+  MakeSources();
+  fs_.FailFrom(3, os_error::kDiskFull);
+  EXPECT_EQ(CopyAll(), os_error::kDiskFull);
+  EXPECT_TRUE(fs_.fault_fired());
+  EXPECT_EQ(fs_.mutating_operations(), 3u);
+  EXPECT_EQ(CompleteCopies(), 2);
+  EXPECT_TRUE(PathExists(dir_.Path("dst/1.xml")));
+  EXPECT_FALSE(PathExists(dir_.Path("dst/2.xml")));
+}
+
+// Loops the crash point over every mutating operation of the run: the files
+// before it are complete copies, nothing at or after it was written.
+TEST_F(FaultInjectionFileSystemTest, ACrashAtEveryPointLeavesOnlyCompleteFiles) {
+  MakeSources();
+  ASSERT_EQ(CopyAll(), 0);
+  const uint64_t operations = fs_.mutating_operations();
+  ASSERT_EQ(operations, static_cast<uint64_t>(kFiles));
+  for (uint64_t n = 1; n <= operations; ++n) {
+    std::filesystem::remove_all(dir_.Path("dst"));
+    dir_.MakeDir("dst");
+    FaultInjectionFileSystem fs(real_);
+    fs.CrashFrom(n);
+    for (int i = 0; i < kFiles; ++i) {
+      const std::string name = std::to_string(i) + ".xml";
+      ASSERT_EQ(fs.CopyFile(dir_.Path("src/" + name), dir_.Path("dst/" + name), true), 0);
+    }
+    EXPECT_TRUE(fs.fault_fired());
+    EXPECT_EQ(CompleteCopies(), static_cast<int>(n - 1)) << "crash at " << n;
+  }
+}
+
+TEST_F(FaultInjectionFileSystemTest, FailuresAreReportedAndLeaveEverythingUntouched) {
+  const std::string file = dir_.WriteFile("keep/file.xml", "original");
+  dir_.WriteFile("tree/inner.xml", "inner");
+  fs_.FailFrom(1, os_error::kAccessDenied);
+  std::unique_ptr<WritableFile> out;
+  EXPECT_EQ(fs_.SetReadOnly(file, true), 5);
+  EXPECT_EQ(fs_.CreateDirectory(dir_.Path("new")), 5);
+  EXPECT_EQ(fs_.DeleteFile(file), 5);
+  EXPECT_EQ(fs_.CopyFile(file, dir_.Path("copy.xml"), false), 5);
+  EXPECT_EQ(fs_.CopyTree(dir_.Path("tree"), dir_.Path("tree2")), 5);
+  EXPECT_EQ(fs_.DeleteTree(dir_.Path("tree")), 5);
+  EXPECT_EQ(fs_.WriteFileAtomic(file, "changed"), 5);
+  EXPECT_EQ(fs_.OpenWritable(file, OpenMode::kTruncate, &out), 5);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(fs_.mutating_operations(), 8u);
+  // Reads fail as well once the fault has fired.
+  std::string contents;
+  EXPECT_EQ(fs_.ReadFile(file, &contents), 5);
+  std::vector<DirEntry> entries;
+  EXPECT_EQ(fs_.ListDirectory(dir_.path(), &entries), 5);
+  FileInfo info;
+  EXPECT_EQ(fs_.GetFileInfo(file, &info), 5);
+
+  EXPECT_EQ(ReadText(file), "original");
+  EXPECT_NE(std::filesystem::status(file).permissions() & std::filesystem::perms::owner_write,
+            std::filesystem::perms::none);
+  EXPECT_EQ(ReadText(dir_.Path("tree/inner.xml")), "inner");
+  EXPECT_FALSE(PathExists(dir_.Path("new")));
+  EXPECT_FALSE(PathExists(dir_.Path("copy.xml")));
+  EXPECT_FALSE(PathExists(dir_.Path("tree2")));
+}
+
+TEST_F(FaultInjectionFileSystemTest, WritesThroughAnOpenFileCountAndStopAtTheCrash) {
+  const std::string log = dir_.Path("log.txt");
+  std::unique_ptr<WritableFile> out;
+  ASSERT_EQ(fs_.OpenWritable(log, OpenMode::kTruncate, &out), 0);
+  ASSERT_EQ(out->Append("one\n"), 0);
+  fs_.CrashFrom(3);
+  EXPECT_EQ(out->Append("two\n"), 0);
+  EXPECT_EQ(out->Close(), 0);
+  EXPECT_EQ(fs_.mutating_operations(), 3u);
+  EXPECT_EQ(ReadText(log), "one\n");
+  // After the crash nothing new appears, but reads still see the disk.
+  std::unique_ptr<WritableFile> late;
+  ASSERT_EQ(fs_.OpenWritable(dir_.Path("late.txt"), OpenMode::kTruncate, &late), 0);
+  EXPECT_EQ(late->Append("lost"), 0);
+  EXPECT_FALSE(PathExists(dir_.Path("late.txt")));
+  std::string contents;
+  ASSERT_EQ(fs_.ReadFile(log, &contents), 0);
+  EXPECT_EQ(contents, "one\n");
+}
+
+TEST(FaultInjectionEnvTest, ReplacesOnlyTheFileSystem) {
+  FaultInjectionEnv faulty;
+  Env& real = Env::Default();
+  EXPECT_EQ(&faulty.env().files(), &faulty.files());
+  EXPECT_NE(&faulty.env().files(), &real.files());
+  EXPECT_EQ(&faulty.env().registry(), &real.registry());
+  EXPECT_EQ(&faulty.env().clock(), &real.clock());
+  EXPECT_EQ(&faulty.env().process(), &real.process());
+}
+
+}  // namespace
+}  // namespace q9::testing
