@@ -76,6 +76,7 @@ ResultCode RunCfgImp(Env& env, int argc, const char* const* argv) {
     log.Write("CfgImp ended with return-value: ", std::to_string(result));
     env.process().UninitializeCom();
     Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+    env.process().ReleaseTraceSecurity();
   }
   log.Close();
   TraceClient::Stop();

@@ -65,6 +65,7 @@ TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {
             "<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: 3\n"
             "CfgImp ended with return-value: 1\n");
   EXPECT_EQ(test_.process.com_uninitialized, 1);
+  EXPECT_EQ(test_.process.security_released, 1);
 }
 
 TEST_F(EntryPointTest, KeyValueArgumentsAreLoggedWithTheirEqualsSign) {
@@ -93,6 +94,7 @@ TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
   EXPECT_EQ(Run({"-u"}), ERR_CANT_CREATE_COM_INSTANCE);
   EXPECT_EQ(LogBody(), "Number of cmd-arguments: 1\n");
   EXPECT_EQ(test_.process.com_uninitialized, 0);
+  EXPECT_EQ(test_.process.security_released, 0);
   EXPECT_FALSE(testing::PathExists(dir_.Path("appdata/Kestrel/Automation/Corvane OAM")));
 }
 

@@ -1,5 +1,7 @@
 #include "install/installer.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -64,6 +66,21 @@ TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFolders) {
   EXPECT_FALSE(ReadOnly("files/Install/Protocols/p.txt"));
   EXPECT_TRUE(ReadOnly("files/meta/ro-folder"));
   EXPECT_EQ(log_text_, ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n");
+}
+
+TEST_F(InstallerTest, ClearingFollowsNoLinksOutOfTheStoreOrInCircles) {
+  const std::string outside = dir_.WriteFile("outside/ro.xml", "x");
+  ASSERT_EQ(test_.env.files().SetReadOnly(outside, true), 0);
+  dir_.MakeDir("files/meta");
+  dir_.MakeDir("files/Install");
+  ASSERT_EQ(::symlink(outside.c_str(), dir_.Path("files/meta/link.xml").c_str()), 0);
+  ASSERT_EQ(::symlink(".", dir_.Path("files/meta/a").c_str()), 0);
+  ASSERT_EQ(::symlink(".", dir_.Path("files/meta/b").c_str()), 0);
+  MakeReadOnly("files/meta/real.xml");
+  auto installer = MakeInstaller();
+  EXPECT_EQ(CheckAndRemoveReadOnlyFlagForAllXmls(*installer), PGSP_OK);
+  EXPECT_TRUE(ReadOnly("outside/ro.xml"));
+  EXPECT_FALSE(ReadOnly("files/meta/real.xml"));
 }
 
 TEST_F(InstallerTest, MissingFolderEndsTheClearingWithItsCode) {

@@ -39,6 +39,8 @@ ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::stri
     return error;
   }
   for (const DirEntry& entry : entries) {
+    // Links may lead out of the store or round in a circle: leave them alone.
+    if (entry.is_link) continue;
     const std::string path = JoinPath(directory, entry.name);
     if (entry.is_directory) {
       (void)RemoveReadOnlyFlagForAllFilesIn(installer, path);  // a bad subfolder stops nothing

@@ -73,6 +73,13 @@ TEST(InstallLogTest, DefaultFolderIsUnderCommonAppData) {
                   .starts_with("/srv/appdata/Kestrel/Automation/Logfiles/Setup/q9cfgImp64x_"));
 }
 
+TEST(InstallLogTest, EmptyAutInstLogCountsAsUnset) {
+  TestEnv test;
+  test.folders.app_data = "/srv/appdata";
+  test.process.variables["AutInstLog"] = "";
+  EXPECT_TRUE(InstallLog::LogFilePath(test.env).starts_with("/srv/appdata/"));
+}
+
 TEST(InstallLogTest, MissingFolderSwallowsWritesWithoutFailing) {
   TempDir dir;
   TestEnv test;

@@ -20,7 +20,8 @@ class SharedObjects;  // platform/shared_objects.h
 
 struct DirEntry {
   std::string name;  // bare name, never "." or ".."
-  bool is_directory = false;
+  bool is_directory = false;  // also for a link to a folder
+  bool is_link = false;       // a symbolic link; walkers do not follow it
 };
 
 struct FileInfo {
@@ -57,7 +58,8 @@ class FileSystem {
   [[nodiscard]] virtual OsError ListDirectory(const std::string& dir,
                                               std::vector<DirEntry>* entries) = 0;
   [[nodiscard]] virtual OsError GetFileInfo(const std::string& path, FileInfo* info) = 0;
-  // Sets or clears the read-only flag and changes nothing else.
+  // Sets or clears the read-only flag and changes nothing else. Refuses (5)
+  // symbolic links, so a link in the store never changes a file elsewhere.
   [[nodiscard]] virtual OsError SetReadOnly(const std::string& path, bool read_only) = 0;
   // Creates the last component only; 183 when it exists already.
   [[nodiscard]] virtual OsError CreateDirectory(const std::string& path) = 0;
@@ -69,10 +71,11 @@ class FileSystem {
   [[nodiscard]] virtual OsError CopyFile(const std::string& from, const std::string& to,
                                          bool overwrite) = 0;
   // Copies the tree `from` to the path `to`, creating it when missing and
-  // replacing files that exist there.
+  // replacing files that exist there. Symbolic links are copied as links.
   [[nodiscard]] virtual OsError CopyTree(const std::string& from, const std::string& to) = 0;
   // Removes the directory `path` with everything in it.
   [[nodiscard]] virtual OsError DeleteTree(const std::string& path) = 0;
+  // Reads a regular file; anything else (folder, pipe, device) gives 5.
   [[nodiscard]] virtual OsError ReadFile(const std::string& path, std::string* contents) = 0;
   // Replaces `path` atomically with `contents` (temporary file, flush, rename).
   [[nodiscard]] virtual OsError WriteFileAtomic(const std::string& path,
@@ -119,7 +122,7 @@ class Registry {
 class KnownFolders {
  public:
   virtual ~KnownFolders() = default;
-  // The folder for all users' program data.
+  // The folder for all users' program data. Empty overrides count as unset.
   [[nodiscard]] virtual bool CommonAppData(std::string* path) = 0;
   // The shared-components folder under the program files folder.
   [[nodiscard]] virtual bool CommonProgramFiles(std::string* path) = 0;
@@ -165,6 +168,8 @@ class Process {
   // Builds the security identifiers that guard the shared trace objects;
   // returns 0 or the last-error value.
   virtual OsError PrepareTraceSecurity() = 0;
+  // Frees what PrepareTraceSecurity built.
+  virtual void ReleaseTraceSecurity() = 0;
   virtual uint32_t ProcessId() = 0;
   virtual uint32_t ThreadId() = 0;
   // Debugger output: standard error on POSIX.

@@ -30,7 +30,7 @@ class FakeKey : public RegistryKey {
 
 bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
   const auto it = variables.find(name);
-  if (it == variables.end()) return false;
+  if (it == variables.end() || it->second.empty()) return false;
   *value = it->second;
   return true;
 }

@@ -17,6 +17,7 @@ class FakeProcess : public Process {
   int32_t com_result = 0;
   OsError security_result = 0;
   int com_uninitialized = 0;
+  int security_released = 0;
   std::string debug_output;
   std::vector<std::string> warnings;
 
@@ -24,6 +25,7 @@ class FakeProcess : public Process {
   int32_t InitializeCom() override { return com_result; }
   void UninitializeCom() override { ++com_uninitialized; }
   OsError PrepareTraceSecurity() override { return security_result; }
+  void ReleaseTraceSecurity() override { ++security_released; }
   uint32_t ProcessId() override { return 4242; }
   uint32_t ThreadId() override { return 7; }
   void DebugOutput(std::string_view text) override { debug_output += text; }

@@ -18,8 +18,9 @@ namespace q9 {
 namespace {
 
 bool ReadEnvironment(const char* name, std::string* value) {
+  // An empty value counts as unset, as Windows reports it.
   const char* text = std::getenv(name);
-  if (text == nullptr) return false;
+  if (text == nullptr || *text == '\0') return false;
   *value = text;
   return true;
 }
@@ -91,6 +92,7 @@ class PosixProcess final : public Process {
   int32_t InitializeCom() override { return 0; }  // no COM on POSIX
   void UninitializeCom() override {}
   OsError PrepareTraceSecurity() override { return os_error::kSuccess; }
+  void ReleaseTraceSecurity() override {}
   uint32_t ProcessId() override { return static_cast<uint32_t>(::getpid()); }
   uint32_t ThreadId() override { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
   void DebugOutput(std::string_view text) override {

@@ -28,8 +28,7 @@ OsError OsErrorFromErrno(int err, const std::string& path) {
     case EPERM: return os_error::kAccessDenied;
     case EEXIST: return os_error::kAlreadyExists;
     case ENOTEMPTY: return os_error::kDirNotEmpty;
-    case ENOSPC:
-    case EDQUOT: return os_error::kDiskFull;
+    case ENOSPC: return os_error::kDiskFull;
     case EROFS: return os_error::kWriteProtect;
     case EBUSY:
     case ETXTBSY: return os_error::kSharingViolation;

@@ -92,10 +92,30 @@ OsError SyncFolderOf(const std::string& path) {
   std::string folder(ParentPath(path));
   if (folder.empty()) folder = path.starts_with('/') ? "/" : ".";
   ScopedFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.get() < 0) return OsErrorFromErrno(errno, folder);
-  // Some file systems refuse fsync on folders; the rename itself has happened.
-  (void)::fsync(fd.get());
+  // The step itself has happened; a folder that cannot be opened or flushed
+  // (some file systems refuse fsync on folders) must not turn it into a failure.
+  if (fd.get() >= 0) (void)::fsync(fd.get());
   return os_error::kSuccess;
+}
+
+// Opens a regular file for reading. Pipes and devices are refused before
+// anything blocks on them or reads without end; folders too (5, as Windows).
+OsError OpenRegularFile(const std::string& path, ScopedFd* fd, struct stat* st) {
+  fd->Adopt(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (fd->get() < 0) return OsErrorFromErrno(errno, path);
+  if (::fstat(fd->get(), st) != 0) return OsErrorFromErrno(errno, path);
+  if (!S_ISREG(st->st_mode)) return os_error::kAccessDenied;
+  return os_error::kSuccess;
+}
+
+// Renames without replacing an existing target. File systems without
+// renameat2 (some network and FUSE mounts) get a hard link instead.
+int RenameNoReplace(const char* from, const char* to) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return -1;
+  if (::link(from, to) != 0) return -1;
+  ::unlink(from);
+  return 0;
 }
 
 // A temporary file beside `target` that disappears unless Commit() renames it
@@ -112,8 +132,10 @@ class TempFile {
   }
 
   OsError Create(mode_t mode) {
-    std::string folder(ParentPath(target_));
-    path_ = JoinPath(folder, std::string(kTempPrefix) + std::string(BaseName(target_)) + ".XXXXXX");
+    // The name is cut so that a target name of legal length still leaves room
+    // for the prefix and the random suffix.
+    const std::string_view base = BaseName(target_).substr(0, 200);
+    path_ = JoinPath(ParentPath(target_), std::string(kTempPrefix) + std::string(base) + ".XXXXXX");
     fd_.Adopt(::mkostemp(path_.data(), O_CLOEXEC));
     if (fd_.get() < 0) {
       const OsError error = OsErrorFromErrno(errno, target_);
@@ -133,8 +155,7 @@ class TempFile {
     if (fd_.Reset() != 0) return OsErrorFromErrno(errno);
     if (replace) {
       if (::rename(path_.c_str(), target_.c_str()) != 0) return OsErrorFromErrno(errno, target_);
-    } else if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(),
-                           RENAME_NOREPLACE) != 0) {
+    } else if (RenameNoReplace(path_.c_str(), target_.c_str()) != 0) {
       if (errno == EEXIST) return os_error::kFileExists;
       return OsErrorFromErrno(errno, target_);
     }
@@ -233,11 +254,14 @@ OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry
   while (const dirent* entry = ::readdir(handle.get())) {
     const std::string name = entry->d_name;
     if (name == "." || name == ".." || name.starts_with(kTempPrefix)) continue;
-    bool is_directory = entry->d_type == DT_DIR;
-    if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
-      is_directory = IsDirectory(JoinPath(dir, name));
+    DirEntry listed{name, entry->d_type == DT_DIR, entry->d_type == DT_LNK};
+    if (entry->d_type == DT_UNKNOWN) {
+      struct stat st;
+      listed.is_link = ::lstat(JoinPath(dir, name).c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+      listed.is_directory = !listed.is_link && S_ISDIR(st.st_mode);
     }
-    entries->push_back({name, is_directory});
+    if (listed.is_link) listed.is_directory = IsDirectory(JoinPath(dir, name));
+    entries->push_back(std::move(listed));
     errno = 0;
   }
   if (errno != 0) return OsErrorFromErrno(errno, dir);
@@ -266,7 +290,8 @@ OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
 OsError PosixFileSystem::SetReadOnly(const std::string& path, bool read_only) {
   const std::string real = Resolve(path);
   struct stat st;
-  if (::stat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (S_ISLNK(st.st_mode)) return os_error::kAccessDenied;
   const mode_t mode = read_only ? (st.st_mode & ~S_IWUSR) : (st.st_mode | S_IWUSR);
   if (::chmod(real.c_str(), mode & 07777) != 0) return OsErrorFromErrno(errno, real);
   return os_error::kSuccess;
@@ -299,12 +324,11 @@ OsError PosixFileSystem::CopyFile(const std::string& from, const std::string& to
 
 OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string& to,
                                      bool overwrite, bool replace_read_only) {
-  ScopedFd source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
-  if (source.get() < 0) return OsErrorFromErrno(errno, from);
+  ScopedFd source;
   struct stat st;
-  if (::fstat(source.get(), &st) != 0) return OsErrorFromErrno(errno, from);
-  if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
-  OsError error = CheckReplaceable(to, overwrite);
+  OsError error = OpenRegularFile(from, &source, &st);
+  if (error != os_error::kSuccess) return error;
+  error = CheckReplaceable(to, overwrite);
   if (error == os_error::kAccessDenied && replace_read_only && !IsDirectory(to)) {
     error = os_error::kSuccess;
   }
@@ -347,12 +371,32 @@ OsError PosixFileSystem::CopyTreeResolved(const std::string& from, const std::st
   for (const DirEntry& entry : entries) {
     const std::string source = JoinPath(from, entry.name);
     const std::string target = JoinPath(to, entry.name);
-    error = entry.is_directory ? CopyTreeResolved(source, target)
-                               : CopyOneFile(source, target, /*overwrite=*/true,
-                                             /*replace_read_only=*/true);
+    if (entry.is_link) {
+      error = CopyLink(source, target);
+    } else if (entry.is_directory) {
+      error = CopyTreeResolved(source, target);
+    } else {
+      error = CopyOneFile(source, target, /*overwrite=*/true, /*replace_read_only=*/true);
+    }
     if (error != os_error::kSuccess) return error;
   }
   return SyncFolderOf(to);
+}
+
+// A link is copied as a link, so a backup neither follows it out of the
+// store nor copies a loop without end.
+OsError PosixFileSystem::CopyLink(const std::string& from, const std::string& to) {
+  std::string destination(4096, '\0');
+  const ssize_t n = ::readlink(from.c_str(), destination.data(), destination.size() - 1);
+  if (n < 0) return OsErrorFromErrno(errno, from);
+  destination.resize(static_cast<size_t>(n));
+  struct stat st;
+  if (::lstat(to.c_str(), &st) == 0) {
+    if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
+    if (::unlink(to.c_str()) != 0) return OsErrorFromErrno(errno, to);
+  }
+  if (::symlink(destination.c_str(), to.c_str()) != 0) return OsErrorFromErrno(errno, to);
+  return os_error::kSuccess;
 }
 
 OsError PosixFileSystem::DeleteTree(const std::string& path) {
@@ -371,12 +415,11 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
   contents->clear();
   if (path.empty()) return os_error::kPathNotFound;
   const std::string real = Resolve(path);
-  ScopedFd fd(::open(real.c_str(), O_RDONLY | O_CLOEXEC));
-  if (fd.get() < 0) return OsErrorFromErrno(errno, real);
+  ScopedFd fd;
   struct stat st;
-  if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno, real);
-  if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
-  if (S_ISREG(st.st_mode)) contents->reserve(static_cast<size_t>(st.st_size));
+  const OsError error = OpenRegularFile(real, &fd, &st);
+  if (error != os_error::kSuccess) return error;
+  contents->reserve(static_cast<size_t>(st.st_size));
   char buffer[64 * 1024];
   for (;;) {
     const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);

@@ -34,6 +34,7 @@ class PosixFileSystem final : public FileSystem {
   OsError CopyOneFile(const std::string& from, const std::string& to, bool overwrite,
                       bool replace_read_only);
   OsError CopyTreeResolved(const std::string& from, const std::string& to);
+  OsError CopyLink(const std::string& from, const std::string& to);
   mode_t CurrentUmask();
 };
 

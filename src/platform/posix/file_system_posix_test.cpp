@@ -1,9 +1,12 @@
-// What only the POSIX file system has: permission bits. The behaviour every
-// FileSystem shares is in file_system_contract_test.cpp.
+// What only the POSIX file system has: permission bits, symbolic links, pipes
+// and name-length limits. The behaviour every FileSystem shares is in
+// file_system_contract_test.cpp.
 #include "platform/posix/file_system_posix.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <fcntl.h>
 
 #include <filesystem>
 
@@ -56,6 +59,54 @@ TEST_F(PosixFileSystemTest, FailedAtomicWriteInALockedFolderLeavesTheOldFile) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.Path("ro")),
                           std::filesystem::directory_iterator()),
             1);
+}
+
+TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
+  const std::string outside = dir_.WriteFile("outside/ro.txt", "x");
+  ::chmod(outside.c_str(), 0444);
+  dir_.MakeDir("store");
+  ASSERT_EQ(::symlink(outside.c_str(), dir_.Path("store/link.xml").c_str()), 0);
+  ASSERT_EQ(::symlink(".", dir_.Path("store/loop").c_str()), 0);
+  std::vector<DirEntry> entries;
+  ASSERT_EQ(fs_.ListDirectory(dir_.Path("store"), &entries), 0);
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_TRUE(entries[0].is_link);
+  EXPECT_FALSE(entries[0].is_directory);
+  EXPECT_TRUE(entries[1].is_link);
+  EXPECT_TRUE(entries[1].is_directory);
+  EXPECT_EQ(fs_.SetReadOnly(dir_.Path("store/link.xml"), false), 5);
+  EXPECT_EQ(Mode(outside), 0444u);
+}
+
+TEST_F(PosixFileSystemTest, CopyTreeCopiesLinksAsLinksSoLoopsEnd) {
+  dir_.WriteFile("src/a.xml", "a");
+  ASSERT_EQ(::symlink(".", dir_.Path("src/loop").c_str()), 0);
+  ASSERT_EQ(::symlink("a.xml", dir_.Path("src/alias.xml").c_str()), 0);
+  ASSERT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(dir_.Path("dst/loop")));
+  EXPECT_EQ(std::filesystem::read_symlink(dir_.Path("dst/alias.xml")), "a.xml");
+  EXPECT_EQ(ReadText(dir_.Path("dst/alias.xml")), "a");
+  // Copying again replaces the links instead of failing on them.
+  EXPECT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
+}
+
+TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
+  const std::string fifo = dir_.Path("pipe.xml");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
+  std::string contents;
+  EXPECT_EQ(fs_.ReadFile(fifo, &contents), 5);
+  EXPECT_EQ(fs_.CopyFile(fifo, dir_.Path("copy.xml"), true), 5);
+  EXPECT_EQ(fs_.ReadFile("/dev/zero", &contents), 5);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("copy.xml")));
+}
+
+TEST_F(PosixFileSystemTest, LongestLegalNamesCanBeCopiedAndSaved) {
+  const std::string name = std::string(251, 'n') + ".xml";  // 255 bytes
+  const std::string from = dir_.WriteFile("from.xml", "x");
+  EXPECT_EQ(fs_.CopyFile(from, dir_.Path(name), false), 0);
+  EXPECT_EQ(fs_.WriteFileAtomic(dir_.Path(name), "y"), 0);
+  EXPECT_EQ(ReadText(dir_.Path(name)), "y");
+  EXPECT_EQ(fs_.CopyFile(from, dir_.Path("n" + name), false), 206);
 }
 
 }  // namespace
