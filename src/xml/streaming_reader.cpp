@@ -1,7 +1,5 @@
 #include "xml/streaming_reader.h"
 
-#include <climits>
-
 #include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/template_namespace.h"
@@ -12,20 +10,31 @@ namespace {
 
 void IgnoreReaderError(void*, xmlErrorPtr) {}
 
-// A pull reader over a file's bytes. The bytes are read through the Env and
-// must outlive the reader, which reads them in place.
+int ReadFromFile(void* context, char* buffer, int length) {
+  size_t read = 0;
+  if (length < 0 || static_cast<SequentialFile*>(context)->Read(buffer, static_cast<size_t>(length),
+                                                                &read) != os_error::kSuccess) {
+    return -1;
+  }
+  return static_cast<int>(read);
+}
+
+int KeepFileOpen(void*) { return 0; }  // the stream owns the file
+
+// A pull reader over a file read piece by piece through the Env, so a look-up
+// that matches early reads only the beginning of the file.
 class TemplateStream {
  public:
-  // 0, or 8508 when the file cannot be read or the reader cannot be made.
+  // 0, or 8508 when the file cannot be opened or the reader cannot be made.
   ResultCode Open(Env& env, const std::string& path) {
     InitializeXmlLibrary();
-    if (env.files().ReadFile(path, &bytes_) != os_error::kSuccess || bytes_.size() > INT_MAX) {
+    if (env.files().OpenSequential(path, &file_) != os_error::kSuccess) {
       return PGSP_ERR_CANT_LOAD_XML_FILE;
     }
     // No XML_PARSER_LOADDTD, no XML_PARSER_SUBST_ENTITIES: nothing outside
-    // the bytes is ever read, and a document type stops the walk below.
-    reader_.reset(xmlReaderForMemory(bytes_.data(), static_cast<int>(bytes_.size()), path.c_str(),
-                                     nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES));
+    // the file is ever read, and a document type stops the walk below.
+    reader_.reset(xmlReaderForIO(ReadFromFile, KeepFileOpen, file_.get(), path.c_str(), nullptr,
+                                 XML_PARSE_NONET | XML_PARSE_BIG_LINES));
     if (reader_ == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
     xmlTextReaderSetStructuredErrorHandler(reader_.get(), IgnoreReaderError, nullptr);
     return PGSP_OK;
@@ -80,7 +89,7 @@ class TemplateStream {
   }
 
  private:
-  std::string bytes_;
+  std::unique_ptr<SequentialFile> file_;  // outlives the reader that reads it
   XmlTextReaderPtr reader_;
 };
 

@@ -24,7 +24,7 @@ void ClearTraces();
 // True when a record of `function` at `level` has exactly the text `text`.
 bool HasTrace(std::string_view function, uint32_t level, std::string_view text);
 
-// The real file system, with a list of the paths that ReadFile was given.
+// The real file system, with a list of the paths it was asked to read.
 class RecordingFileSystem final : public FileSystem {
  public:
   explicit RecordingFileSystem(FileSystem& real) : real_(real) {}
@@ -51,6 +51,10 @@ class RecordingFileSystem final : public FileSystem {
   OsError ReadFile(const std::string& path, std::string* contents) override {
     reads_.push_back(path);
     return real_.ReadFile(path, contents);
+  }
+  OsError OpenSequential(const std::string& path, std::unique_ptr<SequentialFile>* file) override {
+    reads_.push_back(path);
+    return real_.OpenSequential(path, file);
   }
   OsError WriteFileAtomic(const std::string& path, std::string_view contents) override {
     return real_.WriteFileAtomic(path, contents);

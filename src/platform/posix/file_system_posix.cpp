@@ -174,6 +174,25 @@ class PosixWritableFile final : public WritableFile {
   ScopedFd fd_;
 };
 
+class PosixSequentialFile final : public SequentialFile {
+ public:
+  explicit PosixSequentialFile(int fd) : fd_(fd) {}
+  OsError Read(char* buffer, size_t capacity, size_t* read) override {
+    *read = 0;
+    for (;;) {
+      const ssize_t n = ::read(fd_.get(), buffer, capacity);
+      if (n >= 0) {
+        *read = static_cast<size_t>(n);
+        return os_error::kSuccess;
+      }
+      if (errno != EINTR) return OsErrorFromErrno(errno);
+    }
+  }
+
+ private:
+  ScopedFd fd_;
+};
+
 }  // namespace
 
 const char kPathSeparator = '/';
@@ -386,6 +405,21 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
     if (n == 0) break;
     contents->append(buffer, static_cast<size_t>(n));
   }
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::OpenSequential(const std::string& path,
+                                        std::unique_ptr<SequentialFile>* file) {
+  file->reset();
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  const int fd = ::open(real.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return OsErrorFromErrno(errno, real);
+  auto opened = std::make_unique<PosixSequentialFile>(fd);  // owns fd from here on
+  struct stat st;
+  if (::fstat(fd, &st) != 0) return OsErrorFromErrno(errno, real);
+  if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
+  *file = std::move(opened);
   return os_error::kSuccess;
 }
 

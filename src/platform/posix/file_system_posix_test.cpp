@@ -172,6 +172,31 @@ TEST_F(PosixFileSystemTest, ReadingAFolderOrMissingFileFails) {
   EXPECT_EQ(fs_.ReadFile(dir_.Path("none.xml"), &contents), 2);
 }
 
+// The POSIX file and the in-memory fallback must read alike.
+TEST_F(PosixFileSystemTest, SequentialReadsGiveTheWholeFileInPieces) {
+  const std::string bytes = std::string(5000, 'x') + "end";
+  const std::string path = dir_.WriteFile("Seq/File.xml", bytes);
+  std::unique_ptr<SequentialFile> files[2];
+  ASSERT_EQ(fs_.OpenSequential(dir_.Path("seq/file.xml"), &files[0]), 0);
+  std::string contents;
+  ASSERT_EQ(fs_.ReadFile(path, &contents), 0);
+  files[1] = std::make_unique<MemorySequentialFile>(contents);
+  for (auto& file : files) {
+    std::string read;
+    char buffer[1024];
+    size_t n = 0;
+    do {
+      ASSERT_EQ(file->Read(buffer, sizeof buffer, &n), 0);
+      read.append(buffer, n);
+    } while (n > 0);
+    EXPECT_EQ(read, bytes);
+  }
+  std::unique_ptr<SequentialFile> file;
+  EXPECT_EQ(fs_.OpenSequential(dir_.Path("missing.xml"), &file), 2);
+  EXPECT_EQ(fs_.OpenSequential(dir_.MakeDir("folder"), &file), 5);
+  EXPECT_EQ(file, nullptr);
+}
+
 TEST_F(PosixFileSystemTest, CopyTreeCopiesEverythingAndReplacesExistingFiles) {
   dir_.WriteFile("src/a.xml", "a");
   dir_.WriteFile("src/sub/b.xml", "b");
