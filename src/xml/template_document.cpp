@@ -16,8 +16,11 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
 bool HasUtf8Bom(std::string_view bytes) { return StartsWith(bytes, kUtf8Bom); }
 
 bool BeginsWithDeclaration(std::string_view bytes) {
+  using namespace std::string_view_literals;
   if (HasUtf8Bom(bytes)) bytes.remove_prefix(kUtf8Bom.size());
-  return StartsWith(bytes, "<?xml");
+  return StartsWith(bytes, "<?xml") ||
+         StartsWith(bytes, "\xFF\xFE<\0?\0x\0m\0l\0"sv) ||   // UTF-16LE
+         StartsWith(bytes, "\xFE\xFF\0<\0?\0x\0m\0l"sv);     // UTF-16BE
 }
 
 // The file's line ends, judged by its first line.
@@ -75,7 +78,9 @@ ResultCode TemplateDocument::Save(Env& env) const {
   std::string text;
   if (had_bom_) text += kUtf8Bom;
   const int options = had_declaration_ ? 0 : XML_SAVE_NO_DECL;
-  XmlSaveCtxtPtr save(xmlSaveToIO(AppendToString, CloseNothing, &text, nullptr, options));
+  // UTF-16 must be asked for by name; every other encoding is kept when none is given.
+  const char* encoding = IsUtf16(doc_.get()) ? FromXml(doc_->encoding) : nullptr;
+  XmlSaveCtxtPtr save(xmlSaveToIO(AppendToString, CloseNothing, &text, encoding, options));
   if (save == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
   const long written = xmlSaveDoc(save.get(), doc_.get());
   // Write errors show only when the context is closed.

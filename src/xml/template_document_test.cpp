@@ -24,8 +24,15 @@ class TemplateDocumentTest : public ::testing::Test {
   TempDir dir_;
 };
 
+std::string Utf16Le(std::string_view ascii) {
+  std::string text = "\xFF\xFE";
+  for (char c : ascii) text += {c, '\0'};
+  return text;
+}
+
 TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
   const std::string samples[] = {
+      Utf16Le("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<Root>\n  <A>x</A>\n</Root>\n"),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root a=\"1\">\n  <!-- note -->\n"
       "  <A>x &amp; y</A>\n\t<B/>\n    <C>  spaced  </C>\n</Root>\n",
       "<Root>\n  <A>no declaration</A>\n</Root>\n",
