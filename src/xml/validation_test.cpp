@@ -10,24 +10,17 @@ namespace q9 {
 namespace {
 
 using testing::HasTrace;
-using testing::TempDir;
 
 constexpr const char* kLabel = "ValidateFile: ";
 
-// A schema for <Template MajorVersion=".."><Name>..</Name></Template>.
-std::string Schema(const std::string& target_namespace, const std::string& extra = "") {
-  const std::string ns_attributes =
-      target_namespace.empty()
-          ? ""
-          : " targetNamespace=\"" + target_namespace + "\" xmlns=\"" + target_namespace +
-                "\" elementFormDefault=\"qualified\"";
-  return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" + ns_attributes + ">\n" + extra +
-         "  <xs:element name=\"Template\">\n"
-         "    <xs:complexType>\n"
-         "      <xs:sequence><xs:element name=\"Name\" type=\"xs:string\"/></xs:sequence>\n"
-         "      <xs:attribute name=\"MajorVersion\" type=\"xs:int\"/>\n"
-         "    </xs:complexType>\n"
-         "  </xs:element>\n"
+// A schema for <Template MajorVersion="int"><Name/></Template>, in `ns`.
+std::string Schema(const std::string& ns, const std::string& include = "") {
+  const std::string target = ns.empty() ? "" : " targetNamespace=\"" + ns + "\" xmlns=\"" + ns +
+                                                   "\" elementFormDefault=\"qualified\"";
+  return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" + target + ">\n" + include +
+         "<xs:element name=\"Template\"><xs:complexType>\n"
+         "<xs:sequence><xs:element name=\"Name\" type=\"xs:string\"/></xs:sequence>\n"
+         "<xs:attribute name=\"MajorVersion\" type=\"xs:int\"/></xs:complexType></xs:element>\n"
          "</xs:schema>\n";
 }
 
@@ -40,69 +33,54 @@ std::string Template(const std::string& ns, const std::string& body = "<Name>TCP
 class ValidateFileTest : public ::testing::Test {
  protected:
   void SetUp() override { testing::ClearTraces(); }
-  std::string Schemes() const { return dir_.Path("Schemes"); }
-  void WriteSchema(const std::string& name, const std::string& text) {
-    dir_.WriteFile("Schemes/" + name + ".xsd", text);
+  ResultCode Validate(const std::string& schema_name, const std::string& schema,
+                      const std::string& xml) {
+    dir_.WriteFile("Schemes/" + schema_name + ".xsd", schema);
+    return ValidateFile(env_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
   }
+  std::string Schemes() const { return dir_.Path("Schemes"); }
   Env& env_ = Env::Default();
-  TempDir dir_;
+  testing::TempDir dir_;
 };
 
-TEST_F(ValidateFileTest, EverySchemaNameSelectsItsNamespace) {
+TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
   const std::pair<const char*, const char*> table[] = {
       {"Corvane.Device.Driver.Logdevice", "dev"}, {"DefaultLogDevices.Schema", "dev"},
       {"Corvane.Device.Driver.Logname", "nam"},   {"Protocols.Schema", "pro"},
       {"Boards.Schema", "brd"},                   {"DriverInfo.Schema", "driv"},
+      {"Unknown.Schema", "none"},
   };
   for (const auto& [schema_name, prefix] : table) {
     const std::string ns = NamespaceForPrefix(prefix);
-    WriteSchema(schema_name, Schema(ns));
-    const std::string file = dir_.WriteFile("t.xml", Template(ns));
-    EXPECT_EQ(ValidateFile(env_, file, Schemes(), schema_name), PGSP_OK) << schema_name;
+    EXPECT_EQ(Validate(schema_name, Schema(ns), Template(ns)), PGSP_OK) << schema_name;
   }
   EXPECT_TRUE(HasTrace(kLabel, 8, ">> Start"));
   EXPECT_TRUE(HasTrace(kLabel, 64, "Validating XML file: " + dir_.Path("t.xml")));
   EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_OK"));
+
+  // A schema whose targetNamespace is not the one its name selects rejects
+  // even a file that matches it; names are case-sensitive.
+  const std::string boards = NamespaceForPrefix("brd");
+  EXPECT_EQ(Validate("Protocols.Schema", Schema(boards), Template(boards)), kInvalidAgainstSchema);
+  const std::string protocols = NamespaceForPrefix("pro");
+  EXPECT_EQ(Validate("protocols.schema", Schema(protocols), Template(protocols)),
+            kInvalidAgainstSchema);
 }
 
-TEST_F(ValidateFileTest, InvalidFileIsReportedWithReasonAndLine) {
+TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
   const std::string ns = NamespaceForPrefix("pro");
-  WriteSchema("Protocols.Schema", Schema(ns));
-  // File-name rule: "proto" is read as "proto.xml".
+  dir_.WriteFile("Schemes/Protocols.Schema.xsd", Schema(ns));
   dir_.WriteFile("proto.xml", Template(ns, "<Name>TCP</Name>\n  <Extra/>"));
+  // File-name rule: "proto" is read as "proto.xml".
   EXPECT_EQ(ValidateFile(env_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
             kInvalidAgainstSchema);
-  bool traced = false;
-  for (const testing::TraceLine& line : testing::CapturedTraces()) {
-    if (line.function == kLabel && line.level == 64 &&
-        line.text.rfind("INVALID FILE, reason: ", 0) == 0) {
-      traced = line.text.find("Extra") != std::string::npos &&
-               line.text.find("(line 4)") != std::string::npos;
-    }
-  }
-  EXPECT_TRUE(traced);
-
-  // A value of the wrong type is invalid as well.
-  dir_.WriteFile("proto.xml", "<Template xmlns=\"" + ns + "\" MajorVersion=\"x\"><Name/></Template>");
-  EXPECT_EQ(ValidateFile(env_, dir_.Path("proto.xml"), Schemes(), "Protocols.Schema"),
-            kInvalidAgainstSchema);
-}
-
-TEST_F(ValidateFileTest, SchemaWithAnotherTargetNamespaceRejectsTheFile) {
-  // A boards schema filed under the protocols name; the file matches the schema.
-  WriteSchema("Protocols.Schema", Schema(NamespaceForPrefix("brd")));
-  const std::string file = dir_.WriteFile("t.xml", Template(NamespaceForPrefix("brd")));
-  EXPECT_EQ(ValidateFile(env_, file, Schemes(), "Protocols.Schema"), kInvalidAgainstSchema);
-  // Names are case-sensitive: an unmapped name selects no namespace.
-  WriteSchema("protocols.schema", Schema(NamespaceForPrefix("pro")));
-  dir_.WriteFile("t.xml", Template(NamespaceForPrefix("pro")));
-  EXPECT_EQ(ValidateFile(env_, file, Schemes(), "protocols.schema"), kInvalidAgainstSchema);
-}
-
-TEST_F(ValidateFileTest, UnknownSchemaNameValidatesWithoutNamespace) {
-  WriteSchema("Custom", Schema(""));
-  const std::string file = dir_.WriteFile("t.xml", Template(""));
-  EXPECT_EQ(ValidateFile(env_, file, Schemes(), "Custom"), PGSP_OK);
+  const auto& traces = testing::CapturedTraces();
+  const auto reason = std::find_if(traces.begin(), traces.end(), [](const testing::TraceLine& line) {
+    return line.level == 64 && line.text.starts_with("INVALID FILE, reason: ");
+  });
+  ASSERT_NE(reason, traces.end());
+  EXPECT_NE(reason->text.find("Extra"), std::string::npos) << reason->text;
+  EXPECT_NE(reason->text.find("(line 4)"), std::string::npos) << reason->text;
 }
 
 TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
@@ -119,55 +97,42 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   EXPECT_TRUE(HasTrace(kLabel, 64, "Schema file: Protocols.Schema, not found"));
   EXPECT_TRUE(HasTrace(kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
 
-  // Schema there, file missing, malformed or a folder: 8508 without a reason trace.
-  WriteSchema("Protocols.Schema", Schema(ns));
+  // Schema there; file missing, malformed or a folder: 8508 and no trace of its own.
+  dir_.WriteFile("Schemes/Protocols.Schema.xsd", Schema(ns));
   testing::ClearTraces();
-  EXPECT_EQ(ValidateFile(env_, dir_.Path("none.xml"), Schemes(), "Protocols.Schema"),
-            PGSP_ERR_CANT_LOAD_XML_FILE);
   const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
-  EXPECT_EQ(ValidateFile(env_, broken, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_EQ(ValidateFile(env_, dir_.MakeDir("dir.xml"), Schemes(), "Protocols.Schema"),
-            PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_EQ(testing::CapturedTraces().size(), 6u);  // entry and file name of each call only
-}
+  for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
+    EXPECT_EQ(ValidateFile(env_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
+  }
+  EXPECT_EQ(testing::CapturedTraces().size(), 6u);  // ">> Start" and the file name, each
 
-TEST_F(ValidateFileTest, SchemasThatDoNotCompileAreNotLoaded) {
-  const std::string ns = NamespaceForPrefix("pro");
-  const std::string file = dir_.WriteFile("t.xml", Template(ns));
-  const std::string broken[] = {
-      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>",
-      "<notASchema/>",
-      "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns),
-      "<xs:schema",
-  };
-  for (const std::string& text : broken) {
-    WriteSchema("Protocols.Schema", text);
-    EXPECT_EQ(ValidateFile(env_, file, Schemes(), "Protocols.Schema"), ERR_CANT_LOAD_SCHEME) << text;
+  // Schemas that are no schema do not load.
+  for (const std::string& schema :
+       {std::string("<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
+        std::string("<notASchema/>"), "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns)}) {
+    EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), ERR_CANT_LOAD_SCHEME) << schema;
   }
 }
 
-TEST_F(ValidateFileTest, IncludesAreReadFromTheSchemaFolderOnly) {
+TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   const std::string ns = NamespaceForPrefix("pro");
-  const std::string types =
-      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" targetNamespace=\"" + ns +
-      "\"><xs:simpleType name=\"Short\"><xs:restriction base=\"xs:string\">"
-      "<xs:maxLength value=\"3\"/></xs:restriction></xs:simpleType></xs:schema>";
+  const std::string types = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+                            "targetNamespace=\"" + ns + "\"><xs:simpleType name=\"Short\">"
+                            "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
   dir_.WriteFile("Schemes/Types.xsd", types);
   dir_.WriteFile("Outside.xsd", types);
-  const std::string file = dir_.WriteFile("t.xml", Template(ns));
-
   testing::RecordingFileSystem files(env_.files());
   testing::EnvWithFiles env(files);
-  WriteSchema("Protocols.Schema", Schema(ns, "  <xs:include schemaLocation=\"Types.xsd\"/>\n"));
-  EXPECT_EQ(ValidateFile(env.env(), file, Schemes(), "Protocols.Schema"), PGSP_OK);
-  // The include came through the Env, not through libxml2's own file access.
+  const auto validate = [&](const char* location) {
+    dir_.WriteFile("Schemes/Protocols.Schema.xsd",
+                   Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
+    return ValidateFile(env.env(), dir_.WriteFile("t.xml", Template(ns)), Schemes(),
+                        "Protocols.Schema");
+  };
+  EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
   EXPECT_EQ(files.reads().back(), dir_.Path("Schemes/Types.xsd"));
-
-  WriteSchema("Protocols.Schema", Schema(ns, "  <xs:include schemaLocation=\"../Outside.xsd\"/>\n"));
-  EXPECT_EQ(ValidateFile(env.env(), file, Schemes(), "Protocols.Schema"), ERR_CANT_LOAD_SCHEME);
-  for (const std::string& read : files.reads()) {
-    EXPECT_EQ(read.find("Outside"), std::string::npos) << read;
-  }
+  EXPECT_EQ(validate("../Outside.xsd"), ERR_CANT_LOAD_SCHEME);
+  EXPECT_EQ(files.reads().back(), dir_.Path("t.xml"));  // Outside.xsd was never read
 }
 
 }  // namespace

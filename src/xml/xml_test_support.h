@@ -30,24 +30,6 @@ class RecordingFileSystem final : public FileSystem {
   explicit RecordingFileSystem(FileSystem& real) : real_(real) {}
   const std::vector<std::string>& reads() const { return reads_; }
 
-  OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override {
-    return real_.ListDirectory(dir, entries);
-  }
-  OsError GetFileInfo(const std::string& path, FileInfo* info) override {
-    return real_.GetFileInfo(path, info);
-  }
-  OsError SetReadOnly(const std::string& path, bool read_only) override {
-    return real_.SetReadOnly(path, read_only);
-  }
-  OsError CreateDirectory(const std::string& path) override { return real_.CreateDirectory(path); }
-  OsError DeleteFile(const std::string& path) override { return real_.DeleteFile(path); }
-  OsError CopyFile(const std::string& from, const std::string& to, bool overwrite) override {
-    return real_.CopyFile(from, to, overwrite);
-  }
-  OsError CopyTree(const std::string& from, const std::string& to) override {
-    return real_.CopyTree(from, to);
-  }
-  OsError DeleteTree(const std::string& path) override { return real_.DeleteTree(path); }
   OsError ReadFile(const std::string& path, std::string* contents) override {
     reads_.push_back(path);
     return real_.ReadFile(path, contents);
@@ -56,12 +38,18 @@ class RecordingFileSystem final : public FileSystem {
     reads_.push_back(path);
     return real_.OpenSequential(path, file);
   }
-  OsError WriteFileAtomic(const std::string& path, std::string_view contents) override {
-    return real_.WriteFileAtomic(path, contents);
-  }
-  OsError OpenWritable(const std::string& path, OpenMode mode,
-                       std::unique_ptr<WritableFile>* file) override {
-    return real_.OpenWritable(path, mode, file);
+  // The rest passes straight through.
+  OsError ListDirectory(const std::string& d, std::vector<DirEntry>* e) override { return real_.ListDirectory(d, e); }
+  OsError GetFileInfo(const std::string& p, FileInfo* i) override { return real_.GetFileInfo(p, i); }
+  OsError SetReadOnly(const std::string& p, bool r) override { return real_.SetReadOnly(p, r); }
+  OsError CreateDirectory(const std::string& p) override { return real_.CreateDirectory(p); }
+  OsError DeleteFile(const std::string& p) override { return real_.DeleteFile(p); }
+  OsError CopyFile(const std::string& f, const std::string& t, bool o) override { return real_.CopyFile(f, t, o); }
+  OsError CopyTree(const std::string& f, const std::string& t) override { return real_.CopyTree(f, t); }
+  OsError DeleteTree(const std::string& p) override { return real_.DeleteTree(p); }
+  OsError WriteFileAtomic(const std::string& p, std::string_view c) override { return real_.WriteFileAtomic(p, c); }
+  OsError OpenWritable(const std::string& p, OpenMode m, std::unique_ptr<WritableFile>* f) override {
+    return real_.OpenWritable(p, m, f);
   }
 
  private:
