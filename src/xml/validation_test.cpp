@@ -35,10 +35,10 @@ class ValidateFileTest : public ::testing::Test {
   void SetUp() override { testing::ClearTraces(); }
   ResultCode Validate(const std::string& schema_name, const std::string& schema,
                       const std::string& xml) {
-    dir_.WriteFile("Schemes/" + schema_name + ".xsd", schema);
+    dir_.WriteFile("Corvane OAM/Schemes/" + schema_name + ".xsd", schema);
     return ValidateFile(env_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
   }
-  std::string Schemes() const { return dir_.Path("Schemes"); }
+  std::string Schemes() const { return dir_.Path("Corvane OAM/Schemes"); }
   Env& env_ = Env::Default();
   testing::TempDir dir_;
 };
@@ -69,7 +69,7 @@ TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
 
 TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
   const std::string ns = NamespaceForPrefix("pro");
-  dir_.WriteFile("Schemes/Protocols.Schema.xsd", Schema(ns));
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
   dir_.WriteFile("proto.xml", Template(ns, "<Name>TCP</Name>\n  <Extra/>"));
   // File-name rule: "proto" is read as "proto.xml".
   EXPECT_EQ(ValidateFile(env_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
@@ -98,7 +98,7 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   EXPECT_TRUE(HasTrace(kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
 
   // Schema there; file missing, malformed or a folder: 8508 and no trace of its own.
-  dir_.WriteFile("Schemes/Protocols.Schema.xsd", Schema(ns));
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
   testing::ClearTraces();
   const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
   for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
@@ -119,18 +119,18 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   const std::string types = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
                             "targetNamespace=\"" + ns + "\"><xs:simpleType name=\"Short\">"
                             "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
-  dir_.WriteFile("Schemes/Types.xsd", types);
-  dir_.WriteFile("Outside.xsd", types);
+  dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
+  dir_.WriteFile("Corvane OAM/Outside.xsd", types);
   testing::RecordingFileSystem files(env_.files());
   testing::EnvWithFiles env(files);
   const auto validate = [&](const char* location) {
-    dir_.WriteFile("Schemes/Protocols.Schema.xsd",
+    dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",
                    Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
     return ValidateFile(env.env(), dir_.WriteFile("t.xml", Template(ns)), Schemes(),
                         "Protocols.Schema");
   };
   EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
-  EXPECT_EQ(files.reads().back(), dir_.Path("Schemes/Types.xsd"));
+  EXPECT_EQ(files.reads().back(), dir_.Path("Corvane OAM/Schemes/Types.xsd"));
   EXPECT_EQ(validate("../Outside.xsd"), ERR_CANT_LOAD_SCHEME);
   EXPECT_EQ(files.reads().back(), dir_.Path("t.xml"));  // Outside.xsd was never read
 }

@@ -60,5 +60,7 @@ using XmlSaveCtxtPtr = std::unique_ptr<xmlSaveCtxt, xml_detail::SaveCtxtDeleter>
 // libxml2 speaks unsigned UTF-8; the program speaks std::string.
 inline const xmlChar* ToXml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
 inline const char* FromXml(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+// For the few libxml2 calls that hand out plain char strings to xmlFree.
+inline xmlChar* ToXmlOwned(char* text) { return reinterpret_cast<xmlChar*>(text); }
 
 }  // namespace q9

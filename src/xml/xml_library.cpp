@@ -1,6 +1,7 @@
 #include "xml/xml_library.h"
 
 #include <libxml/parserInternals.h>
+#include <libxml/uri.h>
 #include <libxml/xmlschemastypes.h>
 #include <libxml/xmlerror.h>
 
@@ -27,6 +28,14 @@ std::string LocalPathOf(std::string_view url) {
   return std::string(url);
 }
 
+// libxml2 escapes the references it resolves against a base ("Corvane OAM"
+// becomes "Corvane%20OAM"); the file system wants the name itself.
+std::string UnescapedPath(const std::string& path) {
+  if (path.find('%') == std::string::npos) return path;
+  XmlCharPtr plain(ToXmlOwned(xmlURIUnescapeString(path.c_str(), 0, nullptr)));
+  return plain != nullptr ? FromXml(plain.get()) : path;
+}
+
 xmlParserInputPtr InputFromBytes(const std::string& bytes, const char* url, xmlParserCtxtPtr ctxt) {
   if (bytes.size() > INT_MAX) return nullptr;
   // The buffer copies the bytes, so they need not outlive this call.
@@ -45,7 +54,8 @@ xmlParserInputPtr InputFromBytes(const std::string& bytes, const char* url, xmlP
 
 xmlParserInputPtr GuardedEntityLoader(const char* url, const char* /*id*/, xmlParserCtxtPtr ctxt) {
   if (url == nullptr || t_grant.env == nullptr) return nullptr;
-  const std::string path = LocalPathOf(url);
+  std::string path = LocalPathOf(url);
+  if (ParentPath(path) != t_grant.folder) path = UnescapedPath(path);
   if (path.empty() || ParentPath(path) != t_grant.folder) return nullptr;
   const std::string_view name = BaseName(path);
   if (name.empty() || name == "." || name == "..") return nullptr;
