@@ -83,8 +83,8 @@ xmlNode* AppendChildIndented(xmlNode* parent, XmlNodePtr child) {
   // inserted next to elements only, where libxml2 does not merge them.
   xmlNode* last_element = xmlLastElementChild(parent);
   xmlNode* trailing = parent->last;
-  if (last_element == nullptr || !IsBlankText(last_element->prev) ||
-      !IsBlankText(trailing) || trailing->prev != last_element) {
+  if (last_element == nullptr || !IsBlankText(last_element->prev) || !IsBlankText(trailing) ||
+      trailing->prev != last_element) {
     return xmlAddChild(parent, child.release());
   }
   xmlNode* added = xmlAddPrevSibling(trailing, child.release());

@@ -163,7 +163,8 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
   *stored_value = std::string(value);
   if (type.empty() || type == "string") {
     *element_name = "Parameter";
-    const bool ok = IsValidParameterName(name) && value.find_first_of("<>") == std::string_view::npos;
+    const bool ok =
+        IsValidParameterName(name) && value.find_first_of("<>") == std::string_view::npos;
     return ok ? PGSP_OK : PGSP_ERR_INVALID_PARAMETERS;
   }
   if (type == "int") {
@@ -172,15 +173,18 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
   }
   if (type == "bool") {
     *element_name = "ParameterBool";
-    if (EqualsIgnoreCase(value, "true")) *stored_value = "true";
-    else if (EqualsIgnoreCase(value, "false")) *stored_value = "false";
-    else return PGSP_ERR_INVALID_PARAMETERS;
+    if (EqualsIgnoreCase(value, "true"))
+      *stored_value = "true";
+    else if (EqualsIgnoreCase(value, "false"))
+      *stored_value = "false";
+    else
+      return PGSP_ERR_INVALID_PARAMETERS;
     return PGSP_OK;
   }
   // Any other type names the element itself; it must be a name XML can hold.
   *element_name = std::string(type);
   return xmlValidateQName(ToXml(element_name->c_str()), 0) == 0 ? PGSP_OK
-                                                                 : PGSP_ERR_INVALID_PARAMETERS;
+                                                                : PGSP_ERR_INVALID_PARAMETERS;
 }
 
 ResultCode GetSectionParameter(Env& env, const std::string& path, int32_t section_index,
@@ -236,7 +240,8 @@ ResultCode SetSectionParameter(Env& env, const std::string& path, int32_t sectio
   TemplateDocument document;
   const ResultCode loaded = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
-  return Traced(kSite, SetOrCreate(env, document, kSite, section, element_name, name, stored_value));
+  return Traced(kSite,
+                SetOrCreate(env, document, kSite, section, element_name, name, stored_value));
 }
 
 ResultCode DeleteSectionParameter(Env& env, const std::string& path, int32_t section_index,

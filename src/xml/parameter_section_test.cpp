@@ -28,7 +28,8 @@ class ParameterSectionTest : public ::testing::Test {
     std::string listed;
     for (int32_t index = 0;; ++index) {
       std::string name, value, kind;
-      const ResultCode result = GetSectionParameter(env_, path, section, index, &name, &value, &kind);
+      const ResultCode result =
+          GetSectionParameter(env_, path, section, index, &name, &value, &kind);
       if (result != PGSP_OK) return listed + "#" + std::to_string(result);
       listed += kind + ":" + name + "=" + value + " ";
     }
@@ -57,7 +58,8 @@ TEST_F(ParameterSectionTest, EnumerationFailures) {
   std::string value, kind;
   EXPECT_EQ(Enumerate("", kSpare), "#87");
   EXPECT_EQ(GetSectionParameter(env_, dir_.WriteFile("t.xml", "<Dev/>"), kSpare, 0, nullptr, &value,
-                                &kind), PGSP_ERR_INVALID_PARAMETERS);
+                                &kind),
+            PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(Enumerate(dir_.Path("missing.xml"), kSpare), "#8503");
   EXPECT_EQ(Enumerate(dir_.WriteFile("bad.xml", "<Dev>"), kSpare), "#8508");
   const std::string big = dir_.WriteFile("big.xml", "<Dev/>");
@@ -70,21 +72,25 @@ TEST_F(ParameterSectionTest, TypeRulesRejectBeforeTheFileIsRead) {
   const std::string original = "<Dev><SpareSection/></Dev>";
   const std::string path = dir_.WriteFile("t.xml", original);
   const std::tuple<const char*, const char*, const char*> rejected[] = {
-      {"Flag", "yes", "bool"}, {"N", "12a", "int"}, {"N", "", "int"}, {"N", "7 ", "int"},
-      {"two words", "v", "string"}, {"a[1]", "v", ""}, {"para\xC2\xA7", "v", ""},
-      {"acute\xC2\xB4", "v", ""}, {"N", "a<b", "string"}, {"N", "a>b", ""}, {"N", "v", "no element"},
+      {"Flag", "yes", "bool"},   {"N", "12a", "int"},          {"N", "", "int"},
+      {"N", "7 ", "int"},        {"two words", "v", "string"}, {"a[1]", "v", ""},
+      {"para\xC2\xA7", "v", ""}, {"acute\xC2\xB4", "v", ""},   {"N", "a<b", "string"},
+      {"N", "a>b", ""},          {"N", "v", "no element"},
   };
   for (const auto& [name, value, type] : rejected) {
     EXPECT_EQ(Q9XMLSetValue(env_, path, "", name, value, type), PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
-    EXPECT_EQ(SetSectionParameter(env_, path, kSpare, name, value, type), PGSP_ERR_INVALID_PARAMETERS)
+    EXPECT_EQ(SetSectionParameter(env_, path, kSpare, name, value, type),
+              PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
   }
   EXPECT_EQ(ReadText(path), original);
 
   const std::tuple<const char*, const char*, const char*, const char*> accepted[] = {
-      {"any name (int)", " -42", "int", "ParameterInt= -42"}, {"N", "+7", "int", "ParameterInt=+7"},
-      {"a_b-c.d/e", "x & y", "", "Parameter=x & y"}, {"n", "<x>", "Other", "Other=<x>"},
+      {"any name (int)", " -42", "int", "ParameterInt= -42"},
+      {"N", "+7", "int", "ParameterInt=+7"},
+      {"a_b-c.d/e", "x & y", "", "Parameter=x & y"},
+      {"n", "<x>", "Other", "Other=<x>"},
   };
   for (const auto& [name, value, type, expected] : accepted) {
     std::string element, stored;
@@ -99,9 +105,10 @@ TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase)
       "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>false</Value></ParameterBool>\n"
       "  </Ndi>\n</Dev>\n");
   EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
-  EXPECT_EQ(ReadText(path),
-            "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
-            "  </Ndi>\n</Dev>\n");
+  EXPECT_EQ(
+      ReadText(path),
+      "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
+      "  </Ndi>\n</Dev>\n");
   EXPECT_EQ(SetSectionParameter(env_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
   EXPECT_EQ(Enumerate(path, kNdi), "ParameterBool:Hidden=false #259");
 }
@@ -109,10 +116,10 @@ TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase)
 TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespace) {
   const std::string dev = NamespaceForPrefix("dev");
   const std::string path = dir_.WriteFile(
-      "t.xml",
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev + "\">\n"
-      "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
-      "  <Updates>\n  </Updates>\n</Dev>\n");
+      "t.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
+                   "\">\n"
+                   "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
+                   "  <Updates>\n  </Updates>\n</Dev>\n");
   EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
   EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
   EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 128, "<< PGSP_OK"));
@@ -120,13 +127,17 @@ TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespa
   EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "5", "int"), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(env_, path, "Updates", "When", "now", "string"), PGSP_OK);
-  EXPECT_EQ(ReadText(path),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev + "\">\n"
-            "  <Ndi>\n    <Parameter><Name>A</Name><Value>x &amp; y</Value></Parameter>\n"
-            "    <ParameterBool><Name>static_logdevice</Name><Value>true</Value></ParameterBool>\n"
-            "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n  </Ndi>\n"
-            "  <Updates>\n  <Parameter xmlns=\"" + NamespaceForPrefix("pgsp") + "\">"
-            "<Name>When</Name><Value>now</Value></Parameter></Updates>\n</Dev>\n");
+  EXPECT_EQ(
+      ReadText(path),
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
+          "\">\n"
+          "  <Ndi>\n    <Parameter><Name>A</Name><Value>x &amp; y</Value></Parameter>\n"
+          "    <ParameterBool><Name>static_logdevice</Name><Value>true</Value></ParameterBool>\n"
+          "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n  </Ndi>\n"
+          "  <Updates>\n  <Parameter xmlns=\"" +
+          NamespaceForPrefix("pgsp") +
+          "\">"
+          "<Name>When</Name><Value>now</Value></Parameter></Updates>\n</Dev>\n");
   EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
 }
 
@@ -160,11 +171,14 @@ TEST_F(ParameterSectionTest, DeleteRemovesTheFirstMatchWithItsLine) {
       "t.xml",
       "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n"
       "    <parameterbool><Name>HIDDEN</Name><Value>true</Value></parameterbool>\n  </ndi>\n"
-      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  </Ndi>\n</Dev>\n");
+      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
+      "</Ndi>\n</Dev>\n");
   EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("t"), kNdi, "Hidden"), PGSP_OK);
-  EXPECT_EQ(ReadText(path),
-            "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n  </ndi>\n"
-            "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  </Ndi>\n</Dev>\n");
+  EXPECT_EQ(
+      ReadText(path),
+      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n  </ndi>\n"
+      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
+      "</Ndi>\n</Dev>\n");
   EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), PGSP_OK);
   const std::string remaining = ReadText(path);
   EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), kEntryMissing);

@@ -49,8 +49,7 @@ class TemplateStream {
 
   bool AtElement() const { return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_ELEMENT; }
   bool AtEndOf(int depth) const {
-    return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_END_ELEMENT &&
-           Depth() == depth;
+    return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_END_ELEMENT && Depth() == depth;
   }
   bool AtText() const {
     const int type = xmlTextReaderNodeType(reader_.get());
@@ -116,8 +115,10 @@ Lookup ReadParameter(TemplateStream& stream, const std::string& wanted, std::str
     if (child == "Name" || child == "Value") {
       const bool is_name = child == "Name";
       if (!stream.ReadElementText(&text)) return Lookup::kBroken;
-      if (is_name) name_matches = EqualsIgnoreCase(text, wanted);
-      else parameter_value = text;
+      if (is_name)
+        name_matches = EqualsIgnoreCase(text, wanted);
+      else
+        parameter_value = text;
     }
   }
   return Lookup::kBroken;
@@ -143,7 +144,8 @@ Lookup SearchSection(TemplateStream& stream, const std::string& wanted, std::str
 
 ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::string& attribute_name,
                              std::string* value) {
-  if (path.empty() || attribute_name.empty() || value == nullptr) return PGSP_ERR_INVALID_PARAMETERS;
+  if (path.empty() || attribute_name.empty() || value == nullptr)
+    return PGSP_ERR_INVALID_PARAMETERS;
   value->clear();
   TemplateStream stream;
   const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
@@ -157,7 +159,8 @@ ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::strin
 
 ResultCode ReadParameterValue(Env& env, const std::string& path, const std::string& section,
                               const std::string& parameter_name, std::string* value) {
-  if (path.empty() || parameter_name.empty() || value == nullptr) return PGSP_ERR_INVALID_PARAMETERS;
+  if (path.empty() || parameter_name.empty() || value == nullptr)
+    return PGSP_ERR_INVALID_PARAMETERS;
   value->clear();
   const std::string wanted_section = section.empty() ? "SpareSection" : section;
   TemplateStream stream;

@@ -19,7 +19,8 @@ class StreamingReaderTest : public ::testing::Test {
   }
   std::string Root(const std::string& xml, const std::string& attribute) {
     std::string value = "stale";
-    const ResultCode result = ReadRootAttribute(env_, dir_.WriteFile("t.xml", xml), attribute, &value);
+    const ResultCode result =
+        ReadRootAttribute(env_, dir_.WriteFile("t.xml", xml), attribute, &value);
     return Outcome(result, value);
   }
   static std::string Outcome(ResultCode result, const std::string& value) {
@@ -32,7 +33,9 @@ class StreamingReaderTest : public ::testing::Test {
 
 TEST_F(StreamingReaderTest, RootAttributeOfTheFirstElement) {
   EXPECT_EQ(Root("<?xml version=\"1.0\"?>\n<!-- c --><?pi x?>\n<Dev DeviceID=\"7\" CP_TYPE=\"H1\">"
-                 "<Inner DeviceID=\"8\"/></Dev>", "CP_TYPE"), "H1");
+                 "<Inner DeviceID=\"8\"/></Dev>",
+                 "CP_TYPE"),
+            "H1");
   EXPECT_EQ(Root("<Dev DeviceID=\"7\"><Inner CP_TYPE=\"H1\"/></Dev>", "CP_TYPE"), "<8513>");
   EXPECT_EQ(Root("<Dev DeviceID=\"7\"/>", "deviceid"), "<8513>");  // exact case
   for (const char* no_element : {"", "<!-- only a comment -->", "<<Dev DeviceID=\"7\"/>",
@@ -80,8 +83,10 @@ TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {
       "<d:Dev xmlns:d=\"urn:d\"><d:SpareSection/>"
       "<d:SpareSection><d:Parameter/><d:Parameter><d:Group><d:Name>X</d:Name></d:Group>"
       "<d:Value>nested</d:Value></d:Parameter>"
-      "<d:ParameterString><d:Name>X</d:Name><d:Value>kind</d:Value></d:ParameterString></d:SpareSection>"
-      "<d:SpareSection><d:Parameter><d:Value>a<!-- c -->b<![CDATA[<c>]]></d:Value><d:Name>x</d:Name>"
+      "<d:ParameterString><d:Name>X</d:Name><d:Value>kind</d:Value></d:ParameterString></"
+      "d:SpareSection>"
+      "<d:SpareSection><d:Parameter><d:Value>a<!-- c "
+      "-->b<![CDATA[<c>]]></d:Value><d:Name>x</d:Name>"
       "</d:Parameter><d:Parameter><d:Name>Empty</d:Name><d:Value/></d:Parameter></d:SpareSection>"
       "</d:Dev>";
   EXPECT_EQ(Lookup(xml, "SpareSection", "X"), "ab<c>");
@@ -103,9 +108,12 @@ TEST_F(StreamingReaderTest, HostileFilesAndBadArguments) {
   const std::string spare =
       "<SpareSection><Parameter><Name>A</Name><Value>v</Value></Parameter></SpareSection>";
   const std::string secret = dir_.WriteFile("secret.txt", "TOP-SECRET-CONTENT");
-  EXPECT_EQ(Lookup("<!DOCTYPE Dev [<!ENTITY x SYSTEM \"file://" + secret + "\">]><Dev><SpareSection>"
-                   "<Parameter><Name>A</Name><Value>&x;</Value></Parameter></SpareSection></Dev>",
-                   "", "A"), "<8513>");
+  EXPECT_EQ(
+      Lookup("<!DOCTYPE Dev [<!ENTITY x SYSTEM \"file://" + secret +
+                 "\">]><Dev><SpareSection>"
+                 "<Parameter><Name>A</Name><Value>&x;</Value></Parameter></SpareSection></Dev>",
+             "", "A"),
+      "<8513>");
   std::string deep;
   for (int i = 0; i < 5000; ++i) deep += "<e>";
   EXPECT_EQ(Lookup("<Dev>" + deep + spare, "", "A"), "<8513>");

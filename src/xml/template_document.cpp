@@ -19,8 +19,8 @@ bool BeginsWithDeclaration(std::string_view bytes) {
   using namespace std::string_view_literals;
   if (HasUtf8Bom(bytes)) bytes.remove_prefix(kUtf8Bom.size());
   return StartsWith(bytes, "<?xml") ||
-         StartsWith(bytes, "\xFF\xFE<\0?\0x\0m\0l\0"sv) ||   // UTF-16LE
-         StartsWith(bytes, "\xFE\xFF\0<\0?\0x\0m\0l"sv);     // UTF-16BE
+         StartsWith(bytes, "\xFF\xFE<\0?\0x\0m\0l\0"sv) ||  // UTF-16LE
+         StartsWith(bytes, "\xFE\xFF\0<\0?\0x\0m\0l"sv);    // UTF-16BE
 }
 
 // The file's line ends, judged by its first line.
@@ -60,7 +60,8 @@ ResultCode TemplateDocument::Load(Env& env, const std::string& path, TemplateDoc
   std::string bytes;
   const OsError read = env.files().ReadFile(path, &bytes);
   if (read != os_error::kSuccess) {
-    if (failure != nullptr) *failure = {"cannot read the file (error " + std::to_string(read) + ")", 0};
+    if (failure != nullptr)
+      *failure = {"cannot read the file (error " + std::to_string(read) + ")", 0};
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
   XmlDocPtr doc = ParseDocument(bytes, path, failure);

@@ -32,7 +32,8 @@ TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root a=\"1\">\n  <!-- note -->\n"
       "  <A>x &amp; y</A>\n\t<B/>\n    <C>  spaced  </C>\n</Root>\n",
       "<Root>\n  <A>no declaration</A>\n</Root>\n",
-      "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Root>\r\n  <A>\xC3\xA4</A>\r\n</Root>\r\n",
+      "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Root>\r\n  "
+      "<A>\xC3\xA4</A>\r\n</Root>\r\n",
       "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<Root>\xE4</Root>\n",
       Utf16Le("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<Root>\n  <A>x</A>\n</Root>\n"),
   };
@@ -53,14 +54,20 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
       "<!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]><r>&c;&c;&c;&c;</r>";
   std::string deep;
   for (int i = 0; i < 5000; ++i) deep += "<e>";
-  const char gzip[] = {'\x1f', '\x8b', '\x08', 0, 0, 0, 0, 0, 0, '\x03', '\xb3', '\x09', '\xca',
-                       '\xcf', '\x2f', '\xd1', '\xb7', '\x03', 0, '\x27', '\x5b', '\x4b', '\x4b',
-                       '\x07', 0, 0, 0};  // "<Root/>" compressed: never unpacked
+  const char gzip[] = {
+      '\x1f', '\x8b', '\x08', 0,      0,      0,      0,      0,      0, '\x03',
+      '\xb3', '\x09', '\xca', '\xcf', '\x2f', '\xd1', '\xb7', '\x03', 0, '\x27',
+      '\x5b', '\x4b', '\x4b', '\x07', 0,      0,      0};  // "<Root/>" compressed: never unpacked
   const std::string cases[] = {
       "<Root><A></Root>",
       "<!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + secret + "\">]><r>&x;</r>",
       "<!DOCTYPE r SYSTEM \"" + secret + "\"><r/>",
-      laughs, "<Root>\xE4\xF6</Root>", deep, "", "\xEF\xBB\xBF", std::string(gzip, sizeof gzip),
+      laughs,
+      "<Root>\xE4\xF6</Root>",
+      deep,
+      "",
+      "\xEF\xBB\xBF",
+      std::string(gzip, sizeof gzip),
   };
   for (const std::string& bytes : cases) {
     testing::RecordingFileSystem files(env_.files());
@@ -69,7 +76,8 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
     TemplateDocument document;
     XmlParseFailure failure;
     EXPECT_EQ(TemplateDocument::Load(env.env(), path, &document, &failure),
-              PGSP_ERR_CANT_LOAD_XML_FILE) << bytes;
+              PGSP_ERR_CANT_LOAD_XML_FILE)
+        << bytes;
     EXPECT_FALSE(document.loaded());
     EXPECT_FALSE(failure.message.empty());
     EXPECT_EQ(files.reads(), std::vector<std::string>{path});
@@ -132,7 +140,8 @@ std::pair<std::string, std::string> RoundTrip(Env& env, const std::string& path,
                            NamespaceForPrefix("brd") + "\"/>";
   TemplateDocument document;
   if (env.files().WriteFileAtomic(path, root) != 0 ||
-      TemplateDocument::Load(env, path, &document) != PGSP_OK) return {"<load>", ""};
+      TemplateDocument::Load(env, path, &document) != PGSP_OK)
+    return {"<load>", ""};
   XmlNodePtr node = CreateTemplateNode(type, name, prefix, &document);
   if (node == nullptr) return {"<no node>", ""};
   if (node->parent != nullptr) return {"<inserted>", ""};
@@ -151,11 +160,13 @@ TEST_F(TemplateDocumentTest, CreatedNodesSaveAndRereadInTheChosenNamespace) {
   EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "dev").second,
             "<Root xmlns=\"" + dev + "\" xmlns:b=\"" + NamespaceForPrefix("brd") +
                 "\"><Parameter/></Root>\n");
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "pro").first, NamespaceForPrefix("pro"));
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "pro").first,
+            NamespaceForPrefix("pro"));
   const auto prefixed = RoundTrip(env_, path, kElementNode, "b:Board", "brd");
   EXPECT_EQ(prefixed.first, NamespaceForPrefix("brd"));
   EXPECT_NE(prefixed.second.find("<b:Board/>"), std::string::npos);
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "p:Thing", "pgsp").first, NamespaceForPrefix("pgsp"));
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "p:Thing", "pgsp").first,
+            NamespaceForPrefix("pgsp"));
   EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Plain", "unknown").first, "");
   EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Based", "x").first, TemplateNamespaceBase());
   EXPECT_EQ(RoundTrip(env_, path, kCommentNode, nullptr, "dev").first, "");
@@ -171,7 +182,8 @@ TEST_F(TemplateDocumentTest, SetTemplateVersionWritesWhatTheRootCarries) {
   const std::string both = dir_.WriteFile(
       "both.xml", "<Root majorversion=\"1\" MinorVersion=\"2\" Other=\"x\">\n  <A/>\n</Root>\n");
   EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("both"), "3", "4"), PGSP_OK);
-  EXPECT_EQ(ReadText(both), "<Root majorversion=\"3\" MinorVersion=\"4\" Other=\"x\">\n  <A/>\n</Root>\n");
+  EXPECT_EQ(ReadText(both),
+            "<Root majorversion=\"3\" MinorVersion=\"4\" Other=\"x\">\n  <A/>\n</Root>\n");
   const std::string minor = dir_.WriteFile("minor.xml", "<Root MinorVersion=\"2\"/>\n");
   EXPECT_EQ(SetTemplateVersion(env_, minor, "7", "8"), PGSP_OK);
   EXPECT_EQ(ReadText(minor), "<Root MinorVersion=\"8\"/>\n");
@@ -179,7 +191,8 @@ TEST_F(TemplateDocumentTest, SetTemplateVersionWritesWhatTheRootCarries) {
   EXPECT_EQ(SetTemplateVersion(env_, neither, "7", "8"), kNoVersionAttribute);
   EXPECT_EQ(ReadText(neither), "<Root Version=\"2\"/>");
   EXPECT_EQ(SetTemplateVersion(env_, minor, "", "8"), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("missing.xml"), "1", "2"), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("missing.xml"), "1", "2"),
+            PGSP_ERR_CANT_LOAD_XML_FILE);
 }
 
 }  // namespace

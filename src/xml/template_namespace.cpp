@@ -31,7 +31,8 @@ std::string WithBase(std::string_view suffix) {
 }  // namespace
 
 const std::string& TemplateNamespaceBase() {
-  static const std::string base = std::string(Q9_NAMESPACE_HOST) + "/Automation/Corvane.Device.Driver";
+  static const std::string base =
+      std::string(Q9_NAMESPACE_HOST) + "/Automation/Corvane.Device.Driver";
   return base;
 }
 
@@ -44,7 +45,8 @@ std::string NamespaceForPrefix(std::string_view prefix) {
 
 std::string NamespaceForSchemaName(std::string_view schema_name) {
   // The schema name alone tells the file kind; the file is never looked into.
-  if (schema_name == "Corvane.Device.Driver.Logdevice" || schema_name == "DefaultLogDevices.Schema") {
+  if (schema_name == "Corvane.Device.Driver.Logdevice" ||
+      schema_name == "DefaultLogDevices.Schema") {
     return WithBase("/LogDevice");
   }
   if (schema_name == "Corvane.Device.Driver.Logname") return WithBase("/LogName");

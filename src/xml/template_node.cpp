@@ -10,7 +10,8 @@ XmlNodePtr NewElement(xmlDoc* doc, const std::string& qualified_name, const std:
   }
   const size_t colon = qualified_name.find(':');
   const std::string prefix = colon == std::string::npos ? "" : qualified_name.substr(0, colon);
-  const std::string local = colon == std::string::npos ? qualified_name : qualified_name.substr(colon + 1);
+  const std::string local =
+      colon == std::string::npos ? qualified_name : qualified_name.substr(colon + 1);
   // A prefix must stand for a namespace.
   if (!prefix.empty() && uri.empty()) return nullptr;
   XmlNodePtr node(xmlNewDocNode(doc, nullptr, ToXml(local.c_str()), nullptr));
@@ -24,7 +25,8 @@ XmlNodePtr NewElement(xmlDoc* doc, const std::string& qualified_name, const std:
   if (uri.empty()) {
     // Leaving a default namespace of the root: say so, or the saved element
     // would re-read in that namespace.
-    if (!in_scope_uri.empty() && xmlNewNs(node.get(), ToXml(""), nullptr) == nullptr) return nullptr;
+    if (!in_scope_uri.empty() && xmlNewNs(node.get(), ToXml(""), nullptr) == nullptr)
+      return nullptr;
     return node;
   }
   if (in_scope != nullptr && in_scope_uri == uri) {

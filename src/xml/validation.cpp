@@ -71,7 +71,8 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
 
   TemplateDocument schema;
   const std::string schema_path = JoinPath(schema_folder, schema_name) + ".xsd";
-  if (TemplateDocument::Load(env, schema_path, &schema) != PGSP_OK) return SchemaNotLoaded(schema_name);
+  if (TemplateDocument::Load(env, schema_path, &schema) != PGSP_OK)
+    return SchemaNotLoaded(schema_name);
 
   TemplateDocument document;
   if (TemplateDocument::Load(env, ApplyFileNameRule(xml_path), &document) != PGSP_OK) {

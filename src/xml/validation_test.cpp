@@ -15,8 +15,9 @@ constexpr const char* kLabel = "ValidateFile: ";
 
 // A schema for <Template MajorVersion="int"><Name/></Template>, in `ns`.
 std::string Schema(const std::string& ns, const std::string& include = "") {
-  const std::string target = ns.empty() ? "" : " targetNamespace=\"" + ns + "\" xmlns=\"" + ns +
-                                                   "\" elementFormDefault=\"qualified\"";
+  const std::string target = ns.empty() ? ""
+                                        : " targetNamespace=\"" + ns + "\" xmlns=\"" + ns +
+                                              "\" elementFormDefault=\"qualified\"";
   return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" + target + ">\n" + include +
          "<xs:element name=\"Template\"><xs:complexType>\n"
          "<xs:sequence><xs:element name=\"Name\" type=\"xs:string\"/></xs:sequence>\n"
@@ -45,9 +46,12 @@ class ValidateFileTest : public ::testing::Test {
 
 TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
   const std::pair<const char*, const char*> table[] = {
-      {"Corvane.Device.Driver.Logdevice", "dev"}, {"DefaultLogDevices.Schema", "dev"},
-      {"Corvane.Device.Driver.Logname", "nam"},   {"Protocols.Schema", "pro"},
-      {"Boards.Schema", "brd"},                   {"DriverInfo.Schema", "driv"},
+      {"Corvane.Device.Driver.Logdevice", "dev"},
+      {"DefaultLogDevices.Schema", "dev"},
+      {"Corvane.Device.Driver.Logname", "nam"},
+      {"Protocols.Schema", "pro"},
+      {"Boards.Schema", "brd"},
+      {"DriverInfo.Schema", "driv"},
       {"Unknown.Schema", "none"},
   };
   for (const auto& [schema_name, prefix] : table) {
@@ -75,9 +79,10 @@ TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
   EXPECT_EQ(ValidateFile(env_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
             kInvalidAgainstSchema);
   const auto& traces = testing::CapturedTraces();
-  const auto reason = std::find_if(traces.begin(), traces.end(), [](const testing::TraceLine& line) {
-    return line.level == 64 && line.text.starts_with("INVALID FILE, reason: ");
-  });
+  const auto reason =
+      std::find_if(traces.begin(), traces.end(), [](const testing::TraceLine& line) {
+        return line.level == 64 && line.text.starts_with("INVALID FILE, reason: ");
+      });
   ASSERT_NE(reason, traces.end());
   EXPECT_NE(reason->text.find("Extra"), std::string::npos) << reason->text;
   EXPECT_NE(reason->text.find("(line 4)"), std::string::npos) << reason->text;
@@ -108,7 +113,8 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
 
   // Schemas that are no schema do not load.
   for (const std::string& schema :
-       {std::string("<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
+       {std::string(
+            "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
         std::string("<notASchema/>"), "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns)}) {
     EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), ERR_CANT_LOAD_SCHEME) << schema;
   }
@@ -116,9 +122,12 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
 
 TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   const std::string ns = NamespaceForPrefix("pro");
-  const std::string types = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
-                            "targetNamespace=\"" + ns + "\"><xs:simpleType name=\"Short\">"
-                            "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
+  const std::string types =
+      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+      "targetNamespace=\"" +
+      ns +
+      "\"><xs:simpleType name=\"Short\">"
+      "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
   dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
   testing::RecordingFileSystem files(env_.files());

@@ -22,7 +22,8 @@ std::string ParameterXml(const std::string& name, const std::string& value) {
 
 std::string Section(const std::string& section, const std::string& stem, int count) {
   std::string xml = "  <" + section + ">\n";
-  for (int i = 0; i < count; ++i) xml += ParameterXml(stem + std::to_string(i), "value " + std::to_string(i));
+  for (int i = 0; i < count; ++i)
+    xml += ParameterXml(stem + std::to_string(i), "value " + std::to_string(i));
   return xml + "  </" + section + ">\n";
 }
 
@@ -142,7 +143,8 @@ void BM_ReadParameterValue1MBEarlyHit(benchmark::State& state) {
   Fixture& files = Files();
   std::string value;
   for (auto _ : state) {
-    ExpectOk(state, ReadParameterValue(files.env(), files.large(), "DeviceHeader", "DeviceName", &value));
+    ExpectOk(state,
+             ReadParameterValue(files.env(), files.large(), "DeviceHeader", "DeviceName", &value));
   }
 }
 BENCHMARK(BM_ReadParameterValue1MBEarlyHit)->Unit(benchmark::kMicrosecond);
@@ -150,7 +152,8 @@ BENCHMARK(BM_ReadParameterValue1MBEarlyHit)->Unit(benchmark::kMicrosecond);
 void BM_ReadRootAttribute1MB(benchmark::State& state) {
   Fixture& files = Files();
   std::string value;
-  for (auto _ : state) ExpectOk(state, ReadRootAttribute(files.env(), files.large(), "CP_TYPE", &value));
+  for (auto _ : state)
+    ExpectOk(state, ReadRootAttribute(files.env(), files.large(), "CP_TYPE", &value));
 }
 BENCHMARK(BM_ReadRootAttribute1MB)->Unit(benchmark::kMicrosecond);
 
@@ -158,7 +161,8 @@ void BM_ReadParameterValue1MBLateHit(benchmark::State& state) {
   Fixture& files = Files();
   std::string value;
   for (auto _ : state) {
-    ExpectOk(state, ReadParameterValue(files.env(), files.large(), "LocalSettings", "LastSetting", &value));
+    ExpectOk(state, ReadParameterValue(files.env(), files.large(), "LocalSettings", "LastSetting",
+                                       &value));
   }
 }
 BENCHMARK(BM_ReadParameterValue1MBLateHit)->Unit(benchmark::kMicrosecond);
@@ -169,7 +173,8 @@ void BM_DomLookup1MBEarlyHit(benchmark::State& state) {
   const int32_t header = static_cast<int32_t>(ParameterSection::kDeviceHeader);
   std::string name, value, kind;
   for (auto _ : state) {
-    ExpectOk(state, GetSectionParameter(files.env(), files.large(), header, 0, &name, &value, &kind));
+    ExpectOk(state,
+             GetSectionParameter(files.env(), files.large(), header, 0, &name, &value, &kind));
   }
 }
 BENCHMARK(BM_DomLookup1MBEarlyHit)->Unit(benchmark::kMicrosecond);

@@ -2,8 +2,8 @@
 
 #include <libxml/parserInternals.h>
 #include <libxml/uri.h>
-#include <libxml/xmlschemastypes.h>
 #include <libxml/xmlerror.h>
+#include <libxml/xmlschemastypes.h>
 
 #include <climits>
 #include <mutex>
@@ -141,7 +141,8 @@ XmlDocPtr ParseDocument(std::string_view bytes, const std::string& url, XmlParse
   XmlDocPtr doc(xmlCtxtReadMemory(ctxt.get(), bytes.data(), static_cast<int>(bytes.size()),
                                   url.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES));
   const bool stopped = ctxt->errNo == XML_ERR_USER_STOP;
-  if (doc == nullptr || stopped || !ctxt->wellFormed || xmlDocGetRootElement(doc.get()) == nullptr) {
+  if (doc == nullptr || stopped || !ctxt->wellFormed ||
+      xmlDocGetRootElement(doc.get()) == nullptr) {
     return fail("not a well-formed document");
   }
   return doc;

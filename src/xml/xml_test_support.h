@@ -39,16 +39,27 @@ class RecordingFileSystem final : public FileSystem {
     return real_.OpenSequential(path, file);
   }
   // The rest passes straight through.
-  OsError ListDirectory(const std::string& d, std::vector<DirEntry>* e) override { return real_.ListDirectory(d, e); }
-  OsError GetFileInfo(const std::string& p, FileInfo* i) override { return real_.GetFileInfo(p, i); }
+  OsError ListDirectory(const std::string& d, std::vector<DirEntry>* e) override {
+    return real_.ListDirectory(d, e);
+  }
+  OsError GetFileInfo(const std::string& p, FileInfo* i) override {
+    return real_.GetFileInfo(p, i);
+  }
   OsError SetReadOnly(const std::string& p, bool r) override { return real_.SetReadOnly(p, r); }
   OsError CreateDirectory(const std::string& p) override { return real_.CreateDirectory(p); }
   OsError DeleteFile(const std::string& p) override { return real_.DeleteFile(p); }
-  OsError CopyFile(const std::string& f, const std::string& t, bool o) override { return real_.CopyFile(f, t, o); }
-  OsError CopyTree(const std::string& f, const std::string& t) override { return real_.CopyTree(f, t); }
+  OsError CopyFile(const std::string& f, const std::string& t, bool o) override {
+    return real_.CopyFile(f, t, o);
+  }
+  OsError CopyTree(const std::string& f, const std::string& t) override {
+    return real_.CopyTree(f, t);
+  }
   OsError DeleteTree(const std::string& p) override { return real_.DeleteTree(p); }
-  OsError WriteFileAtomic(const std::string& p, std::string_view c) override { return real_.WriteFileAtomic(p, c); }
-  OsError OpenWritable(const std::string& p, OpenMode m, std::unique_ptr<WritableFile>* f) override {
+  OsError WriteFileAtomic(const std::string& p, std::string_view c) override {
+    return real_.WriteFileAtomic(p, c);
+  }
+  OsError OpenWritable(const std::string& p, OpenMode m,
+                       std::unique_ptr<WritableFile>* f) override {
     return real_.OpenWritable(p, m, f);
   }
 
