@@ -173,12 +173,9 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
   }
   if (type == "bool") {
     *element_name = "ParameterBool";
-    if (EqualsIgnoreCase(value, "true"))
-      *stored_value = "true";
-    else if (EqualsIgnoreCase(value, "false"))
-      *stored_value = "false";
-    else
-      return PGSP_ERR_INVALID_PARAMETERS;
+    const bool is_true = EqualsIgnoreCase(value, "true");
+    if (!is_true && !EqualsIgnoreCase(value, "false")) return PGSP_ERR_INVALID_PARAMETERS;
+    *stored_value = is_true ? "true" : "false";
     return PGSP_OK;
   }
   // Any other type names the element itself; it must be a name XML can hold.

@@ -94,6 +94,11 @@ class TemplateStream {
 
 enum class Lookup { kFound, kNotHere, kBroken };
 
+ResultCode Traced(const TraceSite& site, ResultCode result) {
+  Q9_TRACE(site, trace_level::kResult, "<< return lRet = %d", result);
+  return result;
+}
+
 bool IsParameterKind(std::string_view name) {
   return name == "Parameter" || name == "ParameterBool" || name == "ParameterInt";
 }
@@ -144,42 +149,48 @@ Lookup SearchSection(TemplateStream& stream, const std::string& wanted, std::str
 
 ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::string& attribute_name,
                              std::string* value) {
-  if (path.empty() || attribute_name.empty() || value == nullptr)
-    return PGSP_ERR_INVALID_PARAMETERS;
+  constexpr TraceSite kSite{"q9xmlHelper", "ReadRootAttribute: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || attribute_name.empty() || value == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
   value->clear();
   TemplateStream stream;
   const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
-  if (opened != PGSP_OK) return opened;
+  if (opened != PGSP_OK) return Traced(kSite, opened);
   while (stream.Next()) {
     if (!stream.AtElement()) continue;
-    return stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound;
+    return Traced(kSite, stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound);
   }
-  return kStreamValueNotFound;
+  return Traced(kSite, kStreamValueNotFound);
 }
 
 ResultCode ReadParameterValue(Env& env, const std::string& path, const std::string& section,
                               const std::string& parameter_name, std::string* value) {
-  if (path.empty() || parameter_name.empty() || value == nullptr)
-    return PGSP_ERR_INVALID_PARAMETERS;
+  constexpr TraceSite kSite{"q9xmlHelper", "ReadParameterValue: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || parameter_name.empty() || value == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
   value->clear();
   const std::string wanted_section = section.empty() ? "SpareSection" : section;
   TemplateStream stream;
   const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
-  if (opened != PGSP_OK) return opened;
+  if (opened != PGSP_OK) return Traced(kSite, opened);
   while (stream.Next()) {
     if (!stream.AtElement() || stream.IsEmptyElement() || stream.LocalName() != wanted_section) {
       continue;
     }
     switch (SearchSection(stream, parameter_name, value)) {
       case Lookup::kFound:
-        return PGSP_OK;
+        return Traced(kSite, PGSP_OK);
       case Lookup::kBroken:
-        return kStreamValueNotFound;
+        return Traced(kSite, kStreamValueNotFound);
       case Lookup::kNotHere:
         break;
     }
   }
-  return kStreamValueNotFound;
+  return Traced(kSite, kStreamValueNotFound);
 }
 
 }  // namespace q9
