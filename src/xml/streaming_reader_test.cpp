@@ -83,11 +83,10 @@ TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {
       "<d:Dev xmlns:d=\"urn:d\"><d:SpareSection/>"
       "<d:SpareSection><d:Parameter/><d:Parameter><d:Group><d:Name>X</d:Name></d:Group>"
       "<d:Value>nested</d:Value></d:Parameter>"
-      "<d:ParameterString><d:Name>X</d:Name><d:Value>kind</d:Value></d:ParameterString></"
-      "d:SpareSection>"
-      "<d:SpareSection><d:Parameter><d:Value>a<!-- c "
-      "-->b<![CDATA[<c>]]></d:Value><d:Name>x</d:Name>"
-      "</d:Parameter><d:Parameter><d:Name>Empty</d:Name><d:Value/></d:Parameter></d:SpareSection>"
+      "<d:ParameterString><d:Name>X</d:Name><d:Value>kind</d:Value></d:ParameterString>"
+      "</d:SpareSection><d:SpareSection>"
+      "<d:Parameter><d:Value>a<!-- c -->b<![CDATA[<c>]]></d:Value><d:Name>x</d:Name></d:Parameter>"
+      "<d:Parameter><d:Name>Empty</d:Name><d:Value/></d:Parameter></d:SpareSection>"
       "</d:Dev>";
   EXPECT_EQ(Lookup(xml, "SpareSection", "X"), "ab<c>");
   EXPECT_EQ(Lookup(xml, "SpareSection", "Empty"), "");

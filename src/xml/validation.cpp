@@ -11,23 +11,6 @@ namespace {
 
 constexpr TraceSite kSite{"q9xmlHelper", "ValidateFile: "};
 
-// First error reported by the schema compiler or the validator.
-struct FirstError {
-  XmlParseFailure failure;
-  bool any = false;
-};
-
-void KeepFirstError(void* context, xmlErrorPtr error) {
-  auto* first = static_cast<FirstError*>(context);
-  if (first->any || error == nullptr) return;
-  first->any = true;
-  first->failure.message = error->message != nullptr ? error->message : "unknown error";
-  while (!first->failure.message.empty() && first->failure.message.back() == '\n') {
-    first->failure.message.pop_back();
-  }
-  first->failure.line = error->line;
-}
-
 std::string TargetNamespaceOf(const xmlDoc* schema) {
   XmlCharPtr value(xmlGetNoNsProp(xmlDocGetRootElement(schema), ToXml("targetNamespace")));
   return value != nullptr ? FromXml(value.get()) : "";
@@ -47,13 +30,13 @@ ResultCode Invalid(const std::string& reason) {
 
 // Compiles the schema document; null with the reason in `errors` on failure.
 XmlSchemaPtr CompileSchema(Env& env, xmlDoc* schema_doc, const std::string& schema_path,
-                           FirstError* errors, bool* out_of_memory) {
+                           FirstXmlError* errors, bool* out_of_memory) {
   XmlSchemaParserCtxtPtr parser(xmlSchemaNewDocParserCtxt(schema_doc));
   if (parser == nullptr) {
     *out_of_memory = true;
     return nullptr;
   }
-  xmlSchemaSetParserStructuredErrors(parser.get(), KeepFirstError, errors);
+  xmlSchemaSetParserStructuredErrors(parser.get(), FirstXmlError::Collect, errors);
   SchemaFolderScope includes(env, std::string(ParentPath(schema_path)));
   return XmlSchemaPtr(xmlSchemaParse(parser.get()));
 }
@@ -79,7 +62,7 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
 
-  FirstError errors;
+  FirstXmlError errors;
   bool out_of_memory = false;
   XmlSchemaPtr compiled = CompileSchema(env, schema.doc(), schema_path, &errors, &out_of_memory);
   if (out_of_memory) return kXmlObjectNotCreated;
@@ -100,7 +83,7 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
 
   XmlSchemaValidCtxtPtr validator(xmlSchemaNewValidCtxt(compiled.get()));
   if (validator == nullptr) return kXmlObjectNotCreated;
-  xmlSchemaSetValidStructuredErrors(validator.get(), KeepFirstError, &errors);
+  xmlSchemaSetValidStructuredErrors(validator.get(), FirstXmlError::Collect, &errors);
   if (xmlSchemaValidateDoc(validator.get(), document.doc()) != 0) {
     return Invalid(errors.any ? errors.failure.Describe() : "the validator failed");
   }

@@ -70,33 +70,20 @@ void InitializeOnce() {
   xmlSetExternalEntityLoader(GuardedEntityLoader);
 }
 
-// Errors of one parse land here, through ctxt->_private.
-struct ParseErrors {
-  XmlParseFailure first;
-  bool any = false;
-};
-
+// Errors of one parse land in the FirstXmlError at ctxt->_private.
 void CollectParseError(void* user_data, xmlErrorPtr error) {
   auto* ctxt = static_cast<xmlParserCtxtPtr>(user_data);
-  auto* errors = static_cast<ParseErrors*>(ctxt->_private);
-  if (errors == nullptr || errors->any || error == nullptr) return;
-  errors->any = true;
-  errors->first.message = error->message != nullptr ? error->message : "unknown error";
-  while (!errors->first.message.empty() && errors->first.message.back() == '\n') {
-    errors->first.message.pop_back();
-  }
-  errors->first.line = error->line;
+  if (ctxt->_private != nullptr) static_cast<FirstXmlError*>(ctxt->_private)->Record(error);
 }
 
 // A document type declaration may declare entities that reach other files or
 // blow up on expansion; templates never carry one, so the parse stops there.
 void RefuseDocumentType(void* user_data, const xmlChar*, const xmlChar*, const xmlChar*) {
   auto* ctxt = static_cast<xmlParserCtxtPtr>(user_data);
-  auto* errors = static_cast<ParseErrors*>(ctxt->_private);
+  auto* errors = static_cast<FirstXmlError*>(ctxt->_private);
   if (errors != nullptr && !errors->any) {
     errors->any = true;
-    errors->first.message = "document type declarations are not allowed";
-    errors->first.line = xmlSAX2GetLineNumber(ctxt);
+    errors->failure = {"document type declarations are not allowed", xmlSAX2GetLineNumber(ctxt)};
   }
   xmlStopParser(ctxt);
 }
@@ -118,6 +105,18 @@ SchemaFolderScope::~SchemaFolderScope() {
   t_grant.folder.clear();
 }
 
+void FirstXmlError::Record(const xmlError* error) {
+  if (any || error == nullptr) return;
+  any = true;
+  failure.message = error->message != nullptr ? error->message : "unknown error";
+  while (!failure.message.empty() && failure.message.back() == '\n') failure.message.pop_back();
+  failure.line = error->line;
+}
+
+void FirstXmlError::Collect(void* context, xmlErrorPtr error) {
+  static_cast<FirstXmlError*>(context)->Record(error);
+}
+
 std::string XmlParseFailure::Describe() const {
   if (line <= 0) return message;
   return message + " (line " + std::to_string(line) + ")";
@@ -125,11 +124,9 @@ std::string XmlParseFailure::Describe() const {
 
 XmlDocPtr ParseDocument(std::string_view bytes, const std::string& url, XmlParseFailure* failure) {
   InitializeXmlLibrary();
-  ParseErrors errors;
+  FirstXmlError errors;
   auto fail = [&](const char* fallback) {
-    if (failure != nullptr) {
-      *failure = errors.any ? errors.first : XmlParseFailure{fallback, 0};
-    }
+    if (failure != nullptr) *failure = errors.any ? errors.failure : XmlParseFailure{fallback, 0};
     return XmlDocPtr();
   };
   if (bytes.size() > INT_MAX) return fail("file too large to parse");

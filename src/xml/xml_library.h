@@ -38,6 +38,16 @@ struct XmlParseFailure {
   std::string Describe() const;
 };
 
+// Keeps the first of the errors that libxml2 reports during one operation.
+struct FirstXmlError {
+  XmlParseFailure failure;
+  bool any = false;
+
+  void Record(const xmlError* error);
+  // libxml2's structured-error callback shape; `context` is a FirstXmlError.
+  static void Collect(void* context, xmlErrorPtr error);
+};
+
 // Parses `bytes` into a document whose white space is kept as it is. `url`
 // names the document in messages and is the base for relative references.
 // Refuses (returns nullptr, with the reason in `failure` when given):
