@@ -60,9 +60,9 @@ const char* SectionElementName(int32_t index);
 // document order, below the document element. Of several "Name" or "Value"
 // children the last counts; a missing one gives "". The file-name rule
 // applies. Returns 0 with the entry; 259 when there is no such parameter
-// (also for a section index outside 0 to 7); 87 for an empty path or a null
-// output; CheckFileSize's result when it is not 0; 8508 when the file cannot
-// be loaded.
+// (also, once the file has loaded, for a section index outside 0 to 7); 87
+// for an empty path or a null output; CheckFileSize's result when it is not
+// 0; 8508 when the file cannot be loaded.
 [[nodiscard]] ResultCode GetSectionParameter(Env& env, const std::string& path,
                                              int32_t section_index, int32_t parameter_index,
                                              std::string* name, std::string* value,
