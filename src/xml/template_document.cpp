@@ -60,8 +60,9 @@ ResultCode TemplateDocument::Load(Env& env, const std::string& path, TemplateDoc
   std::string bytes;
   const OsError read = env.files().ReadFile(path, &bytes);
   if (read != os_error::kSuccess) {
-    if (failure != nullptr)
+    if (failure != nullptr) {
       *failure = {"cannot read the file (error " + std::to_string(read) + ")", 0};
+    }
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
   XmlDocPtr doc = ParseDocument(bytes, path, failure);
@@ -98,7 +99,7 @@ ResultCode CheckFileSize(Env& env, const std::string& path) {
     Q9_TRACE(kSite, trace_level::kResult, "Error: FILE_NOT_FOUND : %s", file.c_str());
     return kFileAttributesUnreadable;
   }
-  // Only the low 32 bits count, as the size field of the original check held.
+  // Only the low 32 bits of the size count: 4 GiB and more wrap around.
   const uint32_t low_size = static_cast<uint32_t>(info.size & 0xFFFFFFFFu);
   if (low_size > kMaxTemplateFileSize) {
     Q9_TRACE(kSite, trace_level::kWarning, "Warning: FILE_TOO_LARGE : %s", file.c_str());
