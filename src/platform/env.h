@@ -43,6 +43,30 @@ class WritableFile {
 
 enum class OpenMode { kTruncate, kAppend };
 
+// A file opened for reading from its start, piece by piece, so a reader that
+// stops early does not pay for the whole file.
+class SequentialFile {
+ public:
+  virtual ~SequentialFile() = default;
+  // Reads up to `capacity` bytes into `buffer`; `*read` is 0 at the end.
+  [[nodiscard]] virtual OsError Read(char* buffer, size_t capacity, size_t* read) = 0;
+};
+
+// Serves bytes already in memory; the fallback of FileSystem::OpenSequential.
+class MemorySequentialFile final : public SequentialFile {
+ public:
+  explicit MemorySequentialFile(std::string contents) : contents_(std::move(contents)) {}
+  OsError Read(char* buffer, size_t capacity, size_t* read) override {
+    *read = contents_.copy(buffer, capacity, offset_);
+    offset_ += *read;
+    return 0;
+  }
+
+ private:
+  std::string contents_;
+  size_t offset_ = 0;
+};
+
 // Paths are UTF-8 and use the native separator. Implementations for a
 // case-sensitive file system resolve a path component that does not exist as
 // spelled to an existing entry that equals it ignoring ASCII case, so the
@@ -80,6 +104,15 @@ class FileSystem {
   // Replaces `path` atomically with `contents` (temporary file, flush, rename).
   [[nodiscard]] virtual OsError WriteFileAtomic(const std::string& path,
                                                 std::string_view contents) = 0;
+  // Opens a file for reading piece by piece; fails as ReadFile does. This
+  // default reads the whole file at once; implementations override it.
+  [[nodiscard]] virtual OsError OpenSequential(const std::string& path,
+                                               std::unique_ptr<SequentialFile>* file) {
+    std::string contents;
+    const OsError error = ReadFile(path, &contents);
+    if (error == 0) *file = std::make_unique<MemorySequentialFile>(std::move(contents));
+    return error;
+  }
   // Opens a file for plain writing (logs, trace files), creating it.
   [[nodiscard]] virtual OsError OpenWritable(const std::string& path, OpenMode mode,
                                              std::unique_ptr<WritableFile>* file) = 0;

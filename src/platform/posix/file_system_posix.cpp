@@ -24,6 +24,7 @@ class ScopedFd {
   explicit ScopedFd(int fd = -1) : fd_(fd) {}
   ScopedFd(const ScopedFd&) = delete;
   ScopedFd& operator=(const ScopedFd&) = delete;
+  ScopedFd(ScopedFd&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
   ~ScopedFd() { Reset(); }
   int get() const { return fd_; }
   void Adopt(int fd) {
@@ -191,6 +192,25 @@ class PosixWritableFile final : public WritableFile {
   OsError Close() override {
     if (fd_.get() < 0) return os_error::kSuccess;
     return fd_.Reset() == 0 ? os_error::kSuccess : OsErrorFromErrno(errno);
+  }
+
+ private:
+  ScopedFd fd_;
+};
+
+class PosixSequentialFile final : public SequentialFile {
+ public:
+  explicit PosixSequentialFile(ScopedFd fd) : fd_(std::move(fd)) {}
+  OsError Read(char* buffer, size_t capacity, size_t* read) override {
+    *read = 0;
+    for (;;) {
+      const ssize_t n = ::read(fd_.get(), buffer, capacity);
+      if (n >= 0) {
+        *read = static_cast<size_t>(n);
+        return os_error::kSuccess;
+      }
+      if (errno != EINTR) return OsErrorFromErrno(errno);
+    }
   }
 
  private:
@@ -431,6 +451,19 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
     if (n == 0) break;
     contents->append(buffer, static_cast<size_t>(n));
   }
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::OpenSequential(const std::string& path,
+                                        std::unique_ptr<SequentialFile>* file) {
+  file->reset();
+  if (path.empty()) return os_error::kPathNotFound;
+  const std::string real = Resolve(path);
+  ScopedFd fd;
+  struct stat st;
+  const OsError error = OpenRegularFile(real, &fd, &st);
+  if (error != os_error::kSuccess) return error;
+  *file = std::make_unique<PosixSequentialFile>(std::move(fd));
   return os_error::kSuccess;
 }
 

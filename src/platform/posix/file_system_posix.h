@@ -20,6 +20,7 @@ class PosixFileSystem final : public FileSystem {
   OsError DeleteTree(const std::string& path) override;
   OsError ReadFile(const std::string& path, std::string* contents) override;
   OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
+  OsError OpenSequential(const std::string& path, std::unique_ptr<SequentialFile>* file) override;
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
 

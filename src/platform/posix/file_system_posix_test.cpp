@@ -78,6 +78,31 @@ TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
   EXPECT_EQ(Mode(outside), 0444u);
 }
 
+// The POSIX file and the in-memory fallback must read alike.
+TEST_F(PosixFileSystemTest, SequentialReadsGiveTheWholeFileInPieces) {
+  const std::string bytes = std::string(5000, 'x') + "end";
+  const std::string path = dir_.WriteFile("Seq/File.xml", bytes);
+  std::unique_ptr<SequentialFile> files[2];
+  ASSERT_EQ(fs_.OpenSequential(dir_.Path("seq/file.xml"), &files[0]), 0);
+  std::string contents;
+  ASSERT_EQ(fs_.ReadFile(path, &contents), 0);
+  files[1] = std::make_unique<MemorySequentialFile>(contents);
+  for (auto& file : files) {
+    std::string read;
+    char buffer[1024];
+    size_t n = 0;
+    do {
+      ASSERT_EQ(file->Read(buffer, sizeof buffer, &n), 0);
+      read.append(buffer, n);
+    } while (n > 0);
+    EXPECT_EQ(read, bytes);
+  }
+  std::unique_ptr<SequentialFile> file;
+  EXPECT_EQ(fs_.OpenSequential(dir_.Path("missing.xml"), &file), 2);
+  EXPECT_EQ(fs_.OpenSequential(dir_.MakeDir("folder"), &file), 5);
+  EXPECT_EQ(file, nullptr);
+}
+
 TEST_F(PosixFileSystemTest, CopyTreeCopiesLinksAsLinksSoLoopsEnd) {
   dir_.WriteFile("src/a.xml", "a");
   ASSERT_EQ(::symlink(".", dir_.Path("src/loop").c_str()), 0);
@@ -97,6 +122,8 @@ TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
   EXPECT_EQ(fs_.ReadFile(fifo, &contents), 5);
   EXPECT_EQ(fs_.CopyFile(fifo, dir_.Path("copy.xml"), true), 5);
   EXPECT_EQ(fs_.ReadFile("/dev/zero", &contents), 5);
+  std::unique_ptr<SequentialFile> stream;
+  EXPECT_EQ(fs_.OpenSequential(fifo, &stream), 5);
   EXPECT_FALSE(testing::PathExists(dir_.Path("copy.xml")));
 }
 

@@ -1,0 +1,298 @@
+#include "xml/parameter_section.h"
+
+#include <array>
+#include <cstdlib>
+
+#include "platform/path.h"
+#include "trace/trace.h"
+#include "xml/dom_helpers.h"
+#include "xml/template_document.h"
+#include "xml/template_namespace.h"
+
+namespace q9 {
+namespace {
+
+constexpr std::array<const char*, 8> kSectionNames{
+    "LocalSettings", "NetworkSettings", "Bindings",        "Ndi",
+    "DeviceHeader",  "SpareSection",    "BoardAttributes", "Install",
+};
+
+constexpr std::string_view kForbiddenAsciiNameCharacters = " []^!\"$%&()=?'#+><*|;,";
+constexpr std::array<std::string_view, 2> kForbiddenNonAsciiNameCharacters{
+    "\xC2\xA7",  // U+00A7 section sign
+    "\xC2\xB4",  // U+00B4 acute accent
+};
+
+bool IsParameterKind(const xmlNode* node) {
+  return IsElementNamed(node, "Parameter") || IsElementNamed(node, "ParameterInt") ||
+         IsElementNamed(node, "ParameterBool");
+}
+
+bool IsParameterKindIgnoreCase(const xmlNode* node) {
+  return IsElementNamedIgnoreCase(node, "Parameter") ||
+         IsElementNamedIgnoreCase(node, "ParameterInt") ||
+         IsElementNamedIgnoreCase(node, "ParameterBool");
+}
+
+bool IsValidParameterName(std::string_view name) {
+  if (name.find_first_of(kForbiddenAsciiNameCharacters) != std::string_view::npos) return false;
+  for (std::string_view character : kForbiddenNonAsciiNameCharacters) {
+    if (name.find(character) != std::string_view::npos) return false;
+  }
+  return true;
+}
+
+// As the C library's string-to-long conversion reads it: leading white space
+// and a sign allowed, at least one digit, nothing after the digits.
+bool IsLongText(std::string_view value) {
+  const std::string text(value);
+  char* end = nullptr;
+  std::strtol(text.c_str(), &end, 10);
+  return end != text.c_str() && end == text.c_str() + text.size();
+}
+
+// True when `parameter` has a "Name" child whose text equals `name` ignoring case.
+bool HasName(const xmlNode* parameter, std::string_view name) {
+  for (const xmlNode* child = parameter->children; child != nullptr; child = child->next) {
+    if (IsElementNamed(child, "Name") && EqualsIgnoreCase(ElementText(child), name)) return true;
+  }
+  return false;
+}
+
+// Calls visit(section) for every element below the root named `section`
+// (compared as `same_name` says) in document order, until visit returns true.
+template <typename SameName, typename Visit>
+bool ForEachSection(const TemplateDocument& document, std::string_view section, SameName same_name,
+                    Visit visit) {
+  const xmlNode* root = document.root();
+  for (xmlNode* element = NextElementInDocumentOrder(root, root); element != nullptr;
+       element = NextElementInDocumentOrder(element, root)) {
+    if (same_name(element, section) && visit(element)) return true;
+  }
+  return false;
+}
+
+xmlNode* FindParameter(const TemplateDocument& document, std::string_view section,
+                       std::string_view element_name, std::string_view name) {
+  xmlNode* found = nullptr;
+  ForEachSection(document, section, IsElementNamed, [&](xmlNode* element) {
+    for (xmlNode* child = element->children; child != nullptr; child = child->next) {
+      if (IsElementNamed(child, element_name) && HasName(child, name)) {
+        found = child;
+        return true;
+      }
+    }
+    return false;
+  });
+  return found;
+}
+
+void SetParameterValue(xmlNode* parameter, std::string_view value) {
+  xmlNode* value_element = nullptr;
+  for (xmlNode* child = parameter->children; child != nullptr; child = child->next) {
+    if (IsElementNamed(child, "Value")) value_element = child;
+  }
+  if (value_element == nullptr) {
+    AppendTextElement(parameter, "Value", value);
+  } else {
+    SetElementText(value_element, value);
+  }
+}
+
+ResultCode CreateParameter(const TemplateDocument& document, const std::string& section,
+                           const std::string& element_name, const std::string& name,
+                           const std::string& value) {
+  xmlNode* section_element = nullptr;
+  ForEachSection(document, section, IsElementNamed, [&](xmlNode* element) {
+    section_element = element;
+    return true;
+  });
+  if (section_element == nullptr) return kEntryMissing;
+  XmlNodePtr parameter =
+      CreateTemplateNode(kElementNode, element_name.c_str(), PrefixForSection(section), &document);
+  if (parameter == nullptr) return kElementNotCreated;
+  xmlNode* added = AppendChildIndented(section_element, std::move(parameter));
+  if (AppendTextElement(added, "Name", name) == nullptr ||
+      AppendTextElement(added, "Value", value) == nullptr) {
+    return kElementNotCreated;
+  }
+  return PGSP_OK;
+}
+
+void SaveChanged(Env& env, const TemplateDocument& document, const TraceSite& site) {
+  // The callers rely on 0 after a change; a failed save leaves the file as
+  // it was and is only traced.
+  const ResultCode saved = document.Save(env);
+  if (saved != PGSP_OK) {
+    Q9_TRACE(site, trace_level::kProgress, "saving %s failed: %d", document.path().c_str(), saved);
+  }
+}
+
+// The common part of SetSectionParameter and Q9XMLSetValue once the document
+// is loaded and the value checked.
+ResultCode SetOrCreate(Env& env, const TemplateDocument& document, const TraceSite& site,
+                       const std::string& section, const std::string& element_name,
+                       const std::string& name, const std::string& value) {
+  if (xmlNode* parameter = FindParameter(document, section, element_name, name)) {
+    SetParameterValue(parameter, value);
+    SaveChanged(env, document, site);
+    return PGSP_OK;
+  }
+  Q9_TRACE(site, trace_level::kProgress, "Parameter was not found .. Create it!");
+  const ResultCode created = CreateParameter(document, section, element_name, name, value);
+  if (created != PGSP_OK) return created;
+  SaveChanged(env, document, site);
+  Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
+  return PGSP_OK;
+}
+
+ResultCode Traced(const TraceSite& site, ResultCode result) {
+  Q9_TRACE(site, trace_level::kResult, "<< return lRet = %d", result);
+  return result;
+}
+
+}  // namespace
+
+const char* SectionElementName(int32_t index) {
+  if (index < 0 || index >= static_cast<int32_t>(kSectionNames.size())) return nullptr;
+  return kSectionNames[static_cast<size_t>(index)];
+}
+
+ResultCode CheckParameterValue(std::string_view name, std::string_view type, std::string_view value,
+                               std::string* element_name, std::string* stored_value) {
+  *stored_value = std::string(value);
+  if (type.empty() || type == "string") {
+    *element_name = "Parameter";
+    const bool ok =
+        IsValidParameterName(name) && value.find_first_of("<>") == std::string_view::npos;
+    return ok ? PGSP_OK : PGSP_ERR_INVALID_PARAMETERS;
+  }
+  if (type == "int") {
+    *element_name = "ParameterInt";
+    return IsLongText(value) ? PGSP_OK : PGSP_ERR_INVALID_PARAMETERS;
+  }
+  if (type == "bool") {
+    *element_name = "ParameterBool";
+    const bool is_true = EqualsIgnoreCase(value, "true");
+    if (!is_true && !EqualsIgnoreCase(value, "false")) return PGSP_ERR_INVALID_PARAMETERS;
+    *stored_value = is_true ? "true" : "false";
+    return PGSP_OK;
+  }
+  // Any other type names the element itself; it must be a name XML can hold.
+  *element_name = std::string(type);
+  return xmlValidateQName(ToXml(element_name->c_str()), 0) == 0 ? PGSP_OK
+                                                                : PGSP_ERR_INVALID_PARAMETERS;
+}
+
+ResultCode GetSectionParameter(Env& env, const std::string& path, int32_t section_index,
+                               int32_t parameter_index, std::string* name, std::string* value,
+                               std::string* kind) {
+  constexpr TraceSite kSite{"q9xmlHelper", "GetSectionParameter: "};
+  if (path.empty() || name == nullptr || value == nullptr || kind == nullptr) {
+    return PGSP_ERR_INVALID_PARAMETERS;
+  }
+  const char* section = SectionElementName(section_index);
+  const std::string file = ApplyFileNameRule(path);
+  ResultCode result = CheckFileSize(env, file);
+  if (result != PGSP_OK) return result;
+  TemplateDocument document;
+  result = TemplateDocument::Load(env, file, &document);
+  if (result != PGSP_OK) return Traced(kSite, result);
+  if (section == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
+
+  int32_t count = 0;
+  const xmlNode* entry = nullptr;
+  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
+    for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+      if (IsParameterKind(child) && count++ == parameter_index) {
+        entry = child;
+        return true;
+      }
+    }
+    return false;
+  });
+  if (entry == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
+  name->clear();
+  value->clear();
+  *kind = std::string(LocalName(entry));
+  for (const xmlNode* child = entry->children; child != nullptr; child = child->next) {
+    if (IsElementNamed(child, "Name")) *name = ElementText(child);
+    if (IsElementNamed(child, "Value")) *value = ElementText(child);
+  }
+  return PGSP_OK;
+}
+
+ResultCode SetSectionParameter(Env& env, const std::string& path, int32_t section_index,
+                               const std::string& name, const std::string& value,
+                               const std::string& type) {
+  constexpr TraceSite kSite{"q9xmlHelper", "SetSectionParameter: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  const char* section = SectionElementName(section_index);
+  std::string element_name;
+  std::string stored_value;
+  if (path.empty() || name.empty() || section == nullptr ||
+      CheckParameterValue(name, type, value, &element_name, &stored_value) != PGSP_OK) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  TemplateDocument document;
+  const ResultCode loaded = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
+  if (loaded != PGSP_OK) return Traced(kSite, loaded);
+  return Traced(kSite,
+                SetOrCreate(env, document, kSite, section, element_name, name, stored_value));
+}
+
+ResultCode DeleteSectionParameter(Env& env, const std::string& path, int32_t section_index,
+                                  const std::string& name) {
+  constexpr TraceSite kSite{"q9xmlHelper", "DeleteSectionParameter: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  const char* section = SectionElementName(section_index);
+  if (path.empty() || name.empty() || section == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  TemplateDocument document;
+  const ResultCode loaded = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
+  if (loaded != PGSP_OK) return Traced(kSite, loaded);
+
+  xmlNode* doomed = nullptr;
+  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
+    for (xmlNode* child = element->children; child != nullptr; child = child->next) {
+      if (IsParameterKindIgnoreCase(child) && HasName(child, name)) {
+        doomed = child;
+        return true;
+      }
+    }
+    return false;
+  });
+  if (doomed == nullptr) return Traced(kSite, kEntryMissing);
+  RemoveNodeWithIndentation(doomed);
+  SaveChanged(env, document, kSite);
+  return Traced(kSite, PGSP_OK);
+}
+
+ResultCode Q9XMLSetValue(Env& env, const std::string& path, const std::string& section,
+                         const std::string& name, const std::string& value,
+                         const std::string& type) {
+  constexpr TraceSite kSite{"q9xmlHelper", "Q9XMLSetValue: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || name.empty()) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  const std::string section_name = section.empty() ? "SpareSection" : section;
+  std::string element_name;
+  std::string stored_value;
+  if (CheckParameterValue(name, type, value, &element_name, &stored_value) != PGSP_OK) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  const std::string file = ApplyFileNameRule(path);
+  const ResultCode size = CheckFileSize(env, file);
+  if (size != PGSP_OK) return Traced(kSite, size);
+  TemplateDocument document;
+  if (TemplateDocument::Load(env, file, &document) != PGSP_OK) {
+    Q9_TRACE(kSite, trace_level::kEntry, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE");
+    return PGSP_ERR_CANT_LOAD_XML_FILE;
+  }
+  const ResultCode result =
+      SetOrCreate(env, document, kSite, section_name, element_name, name, stored_value);
+  if (result != PGSP_OK) return Traced(kSite, result);
+  return result;
+}
+
+}  // namespace q9

@@ -1,0 +1,194 @@
+#include "xml/parameter_section.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "temp_dir.h"
+#include "xml/template_namespace.h"
+#include "xml/xml_test_support.h"
+
+namespace q9 {
+namespace {
+
+using testing::HasTrace;
+using testing::ReadText;
+using testing::TempDir;
+
+constexpr int32_t kBindings = static_cast<int32_t>(ParameterSection::kBindings);
+constexpr int32_t kNdi = static_cast<int32_t>(ParameterSection::kNdi);
+constexpr int32_t kSpare = static_cast<int32_t>(ParameterSection::kSpareSection);
+
+class ParameterSectionTest : public ::testing::Test {
+ protected:
+  void SetUp() override { testing::ClearTraces(); }
+  // Every entry of a section as "kind:name=value", enumerated until a
+  // non-zero result, which is appended as "#code".
+  std::string Enumerate(const std::string& path, int32_t section) {
+    std::string listed;
+    for (int32_t index = 0;; ++index) {
+      std::string name, value, kind;
+      const ResultCode result =
+          GetSectionParameter(env_, path, section, index, &name, &value, &kind);
+      if (result != PGSP_OK) return listed + "#" + std::to_string(result);
+      listed += kind + ":" + name + "=" + value + " ";
+    }
+  }
+  Env& env_ = Env::Default();
+  TempDir dir_;
+};
+
+TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheName) {
+  const std::string path = dir_.WriteFile(
+      "t.xml",
+      "<Dev>\n"
+      "  <Bindings><Parameter><Name>A</Name><Value>1</Value></Parameter>\n"
+      "    <Subdevices/><ParameterInt><Name>B</Name><Value>x</Value><Value>2</Value></ParameterInt>"
+      "<parameter><Name>skipped</Name></parameter></Bindings>\n"
+      "  <Group><bindings><ParameterBool><Name>C</Name></ParameterBool>"
+      "<Parameter><Value>4</Value><Name>D</Name></Parameter></bindings></Group>\n"
+      "</Dev>\n");
+  EXPECT_EQ(Enumerate(dir_.Path("t"), kBindings),
+            "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 #259");
+  EXPECT_EQ(Enumerate(path, kNdi), "#259");
+  EXPECT_EQ(Enumerate(path, 8), "#259");
+}
+
+TEST_F(ParameterSectionTest, EnumerationFailures) {
+  std::string value, kind;
+  EXPECT_EQ(Enumerate("", kSpare), "#87");
+  EXPECT_EQ(GetSectionParameter(env_, dir_.WriteFile("t.xml", "<Dev/>"), kSpare, 0, nullptr, &value,
+                                &kind),
+            PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Enumerate(dir_.Path("missing.xml"), kSpare), "#8503");
+  EXPECT_EQ(Enumerate(dir_.WriteFile("bad.xml", "<Dev>"), kSpare), "#8508");
+  const std::string big = dir_.WriteFile("big.xml", "<Dev/>");
+  std::filesystem::resize_file(big, 10'000'001);
+  EXPECT_EQ(Enumerate(big, kSpare), "#8508");
+  EXPECT_TRUE(HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + big));
+}
+
+TEST_F(ParameterSectionTest, TypeRulesRejectBeforeTheFileIsRead) {
+  const std::string original = "<Dev><SpareSection/></Dev>";
+  const std::string path = dir_.WriteFile("t.xml", original);
+  const std::tuple<const char*, const char*, const char*> rejected[] = {
+      {"Flag", "yes", "bool"},   {"N", "12a", "int"},          {"N", "", "int"},
+      {"N", "7 ", "int"},        {"two words", "v", "string"}, {"a[1]", "v", ""},
+      {"para\xC2\xA7", "v", ""}, {"acute\xC2\xB4", "v", ""},   {"N", "a<b", "string"},
+      {"N", "a>b", ""},          {"N", "v", "no element"},
+  };
+  for (const auto& [name, value, type] : rejected) {
+    EXPECT_EQ(Q9XMLSetValue(env_, path, "", name, value, type), PGSP_ERR_INVALID_PARAMETERS)
+        << name << " " << value << " " << type;
+    EXPECT_EQ(SetSectionParameter(env_, path, kSpare, name, value, type),
+              PGSP_ERR_INVALID_PARAMETERS)
+        << name << " " << value << " " << type;
+  }
+  EXPECT_EQ(ReadText(path), original);
+
+  const std::tuple<const char*, const char*, const char*, const char*> accepted[] = {
+      {"any name (int)", " -42", "int", "ParameterInt= -42"},
+      {"N", "+7", "int", "ParameterInt=+7"},
+      {"a_b-c.d/e", "x & y", "", "Parameter=x & y"},
+      {"n", "<x>", "Other", "Other=<x>"},
+  };
+  for (const auto& [name, value, type, expected] : accepted) {
+    std::string element, stored;
+    EXPECT_EQ(CheckParameterValue(name, type, value, &element, &stored), PGSP_OK) << name;
+    EXPECT_EQ(element + "=" + stored, expected);
+  }
+}
+
+TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase) {
+  const std::string path = dir_.WriteFile(
+      "t.xml",
+      "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>false</Value></ParameterBool>\n"
+      "  </Ndi>\n</Dev>\n");
+  EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
+  EXPECT_EQ(
+      ReadText(path),
+      "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
+      "  </Ndi>\n</Dev>\n");
+  EXPECT_EQ(SetSectionParameter(env_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
+  EXPECT_EQ(Enumerate(path, kNdi), "ParameterBool:Hidden=false #259");
+}
+
+TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespace) {
+  const std::string dev = NamespaceForPrefix("dev");
+  const std::string path = dir_.WriteFile(
+      "t.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
+                   "\">\n"
+                   "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
+                   "  <Updates>\n  </Updates>\n</Dev>\n");
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
+  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
+  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 128, "<< PGSP_OK"));
+  // A parameter of another kind with the same name is a different parameter.
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "5", "int"), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "Updates", "When", "now", "string"), PGSP_OK);
+  EXPECT_EQ(
+      ReadText(path),
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
+          "\">\n"
+          "  <Ndi>\n    <Parameter><Name>A</Name><Value>x &amp; y</Value></Parameter>\n"
+          "    <ParameterBool><Name>static_logdevice</Name><Value>true</Value></ParameterBool>\n"
+          "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n  </Ndi>\n"
+          "  <Updates>\n  <Parameter xmlns=\"" +
+          NamespaceForPrefix("pgsp") +
+          "\">"
+          "<Name>When</Name><Value>now</Value></Parameter></Updates>\n</Dev>\n");
+  EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
+}
+
+TEST_F(ParameterSectionTest, SetValueFailuresLeaveTheFileAlone) {
+  const std::string original = "<Dev><Ndi/><SpareSection/></Dev>";
+  const std::string path = dir_.WriteFile("t.xml", original);
+  // Q9XMLSetValue matches the section name with its case; no section is created.
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "ndi", "A", "1", ""), kEntryMissing);
+  EXPECT_EQ(SetSectionParameter(env_, path, kBindings, "A", "1", ""), kEntryMissing);
+  EXPECT_EQ(SetSectionParameter(env_, path, 8, "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Q9XMLSetValue(env_, "", "", "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "", "", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadText(path), original);
+  EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("missing"), "", "A", "1", ""), kFileAttributesUnreadable);
+  const std::string bad = dir_.WriteFile("bad.xml", "<Dev><SpareSection></Dev>");
+  EXPECT_EQ(Q9XMLSetValue(env_, bad, "", "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 8, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE"));
+  EXPECT_EQ(SetSectionParameter(env_, bad, kSpare, "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_EQ(ReadText(bad), "<Dev><SpareSection></Dev>");
+
+  // A failed save is not reported, and leaves the file as it was.
+  std::filesystem::permissions(path, std::filesystem::perms::owner_write,
+                               std::filesystem::perm_options::remove);
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "", "A", "1", ""), PGSP_OK);  // "" is SpareSection
+  EXPECT_EQ(ReadText(path), original);
+  EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
+}
+
+TEST_F(ParameterSectionTest, DeleteRemovesTheFirstMatchWithItsLine) {
+  const std::string path = dir_.WriteFile(
+      "t.xml",
+      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n"
+      "    <parameterbool><Name>HIDDEN</Name><Value>true</Value></parameterbool>\n  </ndi>\n"
+      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
+      "</Ndi>\n</Dev>\n");
+  EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("t"), kNdi, "Hidden"), PGSP_OK);
+  EXPECT_EQ(
+      ReadText(path),
+      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n  </ndi>\n"
+      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
+      "</Ndi>\n</Dev>\n");
+  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), PGSP_OK);
+  const std::string remaining = ReadText(path);
+  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), kEntryMissing);
+  EXPECT_EQ(DeleteSectionParameter(env_, path, kBindings, "Keep"), kEntryMissing);
+  EXPECT_EQ(ReadText(path), remaining);
+  EXPECT_EQ(DeleteSectionParameter(env_, path, 8, "Keep"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("missing.xml"), kNdi, "Keep"),
+            PGSP_ERR_CANT_LOAD_XML_FILE);
+}
+
+}  // namespace
+}  // namespace q9

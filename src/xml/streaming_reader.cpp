@@ -1,0 +1,196 @@
+#include "xml/streaming_reader.h"
+
+#include "platform/path.h"
+#include "trace/trace.h"
+#include "xml/template_namespace.h"
+#include "xml/xml_library.h"
+
+namespace q9 {
+namespace {
+
+void IgnoreReaderError(void*, xmlErrorPtr) {}
+
+int ReadFromFile(void* context, char* buffer, int length) {
+  size_t read = 0;
+  if (length < 0 || static_cast<SequentialFile*>(context)->Read(buffer, static_cast<size_t>(length),
+                                                                &read) != os_error::kSuccess) {
+    return -1;
+  }
+  return static_cast<int>(read);
+}
+
+int KeepFileOpen(void*) { return 0; }  // the stream owns the file
+
+// A pull reader over a file read piece by piece through the Env, so a look-up
+// that matches early reads only the beginning of the file.
+class TemplateStream {
+ public:
+  // 0, or 8508 when the file cannot be opened or the reader cannot be made.
+  ResultCode Open(Env& env, const std::string& path) {
+    InitializeXmlLibrary();
+    if (env.files().OpenSequential(path, &file_) != os_error::kSuccess) {
+      return PGSP_ERR_CANT_LOAD_XML_FILE;
+    }
+    // No XML_PARSER_LOADDTD, no XML_PARSER_SUBST_ENTITIES: nothing outside
+    // the file is ever read, and a document type stops the walk below.
+    reader_.reset(xmlReaderForIO(ReadFromFile, KeepFileOpen, file_.get(), path.c_str(), nullptr,
+                                 XML_PARSE_NONET | XML_PARSE_BIG_LINES));
+    if (reader_ == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
+    xmlTextReaderSetStructuredErrorHandler(reader_.get(), IgnoreReaderError, nullptr);
+    return PGSP_OK;
+  }
+
+  // Moves to the next node; false at the end, on malformed text and on a
+  // document type declaration.
+  bool Next() {
+    return xmlTextReaderRead(reader_.get()) == 1 &&
+           xmlTextReaderNodeType(reader_.get()) != XML_READER_TYPE_DOCUMENT_TYPE;
+  }
+
+  bool AtElement() const { return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_ELEMENT; }
+  bool AtEndOf(int depth) const {
+    return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_END_ELEMENT && Depth() == depth;
+  }
+  bool AtText() const {
+    const int type = xmlTextReaderNodeType(reader_.get());
+    return type == XML_READER_TYPE_TEXT || type == XML_READER_TYPE_CDATA ||
+           type == XML_READER_TYPE_WHITESPACE || type == XML_READER_TYPE_SIGNIFICANT_WHITESPACE;
+  }
+  bool IsEmptyElement() const { return xmlTextReaderIsEmptyElement(reader_.get()) == 1; }
+  int Depth() const { return xmlTextReaderDepth(reader_.get()); }
+  std::string_view LocalName() const {
+    const xmlChar* name = xmlTextReaderConstLocalName(reader_.get());
+    return name != nullptr ? FromXml(name) : std::string_view();
+  }
+  std::string_view Value() const {
+    const xmlChar* value = xmlTextReaderConstValue(reader_.get());
+    return value != nullptr ? FromXml(value) : std::string_view();
+  }
+  // The attribute of the current element, by qualified name.
+  bool Attribute(const std::string& name, std::string* value) const {
+    XmlCharPtr text(xmlTextReaderGetAttribute(reader_.get(), ToXml(name.c_str())));
+    if (text == nullptr) return false;
+    *value = FromXml(text.get());
+    return true;
+  }
+
+  // All text inside the current element, which the reader then stands at the
+  // end of. Text arrives split over text, CDATA and white-space nodes.
+  bool ReadElementText(std::string* text) {
+    text->clear();
+    if (IsEmptyElement()) return true;  // no end-element node follows
+    const int depth = Depth();
+    while (Next()) {
+      if (AtEndOf(depth)) return true;
+      if (AtText()) text->append(Value());
+    }
+    return false;
+  }
+
+ private:
+  std::unique_ptr<SequentialFile> file_;  // outlives the reader that reads it
+  XmlTextReaderPtr reader_;
+};
+
+enum class Lookup { kFound, kNotHere, kBroken };
+
+ResultCode Traced(const TraceSite& site, ResultCode result) {
+  Q9_TRACE(site, trace_level::kResult, "<< return lRet = %d", result);
+  return result;
+}
+
+bool IsParameterKind(std::string_view name) {
+  return name == "Parameter" || name == "ParameterBool" || name == "ParameterInt";
+}
+
+// The reader stands on a non-empty parameter element; reads up to its end.
+Lookup ReadParameter(TemplateStream& stream, const std::string& wanted, std::string* value) {
+  const int depth = stream.Depth();
+  bool name_matches = false;
+  std::string text;
+  std::string parameter_value;
+  while (stream.Next()) {
+    if (stream.AtEndOf(depth)) {
+      if (!name_matches) return Lookup::kNotHere;
+      *value = parameter_value;
+      return Lookup::kFound;
+    }
+    if (!stream.AtElement() || stream.Depth() != depth + 1) continue;
+    const std::string_view child = stream.LocalName();
+    if (child == "Name" || child == "Value") {
+      const bool is_name = child == "Name";
+      if (!stream.ReadElementText(&text)) return Lookup::kBroken;
+      if (is_name)
+        name_matches = EqualsIgnoreCase(text, wanted);
+      else
+        parameter_value = text;
+    }
+  }
+  return Lookup::kBroken;
+}
+
+// The reader stands on a non-empty section element; reads up to its end or
+// up to the matching parameter.
+Lookup SearchSection(TemplateStream& stream, const std::string& wanted, std::string* value) {
+  const int depth = stream.Depth();
+  while (stream.Next()) {
+    if (stream.AtEndOf(depth)) return Lookup::kNotHere;
+    if (!stream.AtElement() || stream.Depth() != depth + 1 || stream.IsEmptyElement() ||
+        !IsParameterKind(stream.LocalName())) {
+      continue;
+    }
+    const Lookup lookup = ReadParameter(stream, wanted, value);
+    if (lookup != Lookup::kNotHere) return lookup;
+  }
+  return Lookup::kBroken;
+}
+
+}  // namespace
+
+ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::string& attribute_name,
+                             std::string* value) {
+  constexpr TraceSite kSite{"q9xmlHelper", "ReadRootAttribute: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || attribute_name.empty() || value == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  value->clear();
+  TemplateStream stream;
+  const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
+  if (opened != PGSP_OK) return Traced(kSite, opened);
+  while (stream.Next()) {
+    if (!stream.AtElement()) continue;
+    return Traced(kSite, stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound);
+  }
+  return Traced(kSite, kStreamValueNotFound);
+}
+
+ResultCode ReadParameterValue(Env& env, const std::string& path, const std::string& section,
+                              const std::string& parameter_name, std::string* value) {
+  constexpr TraceSite kSite{"q9xmlHelper", "ReadParameterValue: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || parameter_name.empty() || value == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  value->clear();
+  const std::string wanted_section = section.empty() ? "SpareSection" : section;
+  TemplateStream stream;
+  const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
+  if (opened != PGSP_OK) return Traced(kSite, opened);
+  while (stream.Next()) {
+    if (!stream.AtElement() || stream.IsEmptyElement() || stream.LocalName() != wanted_section) {
+      continue;
+    }
+    switch (SearchSection(stream, parameter_name, value)) {
+      case Lookup::kFound:
+        return Traced(kSite, PGSP_OK);
+      case Lookup::kBroken:
+        return Traced(kSite, kStreamValueNotFound);
+      case Lookup::kNotHere:
+        break;
+    }
+  }
+  return Traced(kSite, kStreamValueNotFound);
+}
+
+}  // namespace q9

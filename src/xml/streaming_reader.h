@@ -1,0 +1,36 @@
+// Fast read-only look-ups that stream a template with libxml2's pull reader
+// instead of building a document, and stop at the first match.
+#pragma once
+
+#include <string>
+
+#include "app/result_code.h"
+#include "platform/env.h"
+
+namespace q9 {
+
+// Reads the attribute `attribute_name` (qualified name, exact case) of the
+// first element of the file `path` (file-name rule applied). `*value` is
+// cleared first. Returns 0 with the value; 87 when the path or the name is
+// empty or `value` is null; 8508 when the file cannot be read; 8513 when the
+// document has no element, has no such attribute on it, is malformed before
+// its first element, or declares a document type.
+[[nodiscard]] ResultCode ReadRootAttribute(Env& env, const std::string& path,
+                                           const std::string& attribute_name, std::string* value);
+
+// Looks up one parameter the way GetSectionParameter would find it: the first
+// element named `section` ("" means "SpareSection"; exact local name, any
+// namespace), anywhere in the document, whose child "Parameter",
+// "ParameterBool" or "ParameterInt" has a child "Name" whose text equals
+// `parameter_name` ignoring ASCII case; the text of that parameter's "Value"
+// child (the last one if several; "" if none) is the result. Later sections
+// of the same name are searched too, in document order. `*value` is cleared
+// first. Returns 0 with the value; 87 when the path or the name is empty or
+// `value` is null; 8508 when the file cannot be read; 8513 when nothing
+// matches before the document ends or before the reader hits malformed text
+// or a document type declaration.
+[[nodiscard]] ResultCode ReadParameterValue(Env& env, const std::string& path,
+                                            const std::string& section,
+                                            const std::string& parameter_name, std::string* value);
+
+}  // namespace q9

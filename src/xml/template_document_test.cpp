@@ -1,0 +1,199 @@
+#include "xml/template_document.h"
+
+#include <gtest/gtest.h>
+#include <libxml/parserInternals.h>
+
+#include <filesystem>
+
+#include "temp_dir.h"
+#include "xml/template_namespace.h"
+#include "xml/xml_test_support.h"
+
+namespace q9 {
+namespace {
+
+using testing::ReadText;
+
+class TemplateDocumentTest : public ::testing::Test {
+ protected:
+  void SetUp() override { testing::ClearTraces(); }
+  Env& env_ = Env::Default();
+  testing::TempDir dir_;
+};
+
+std::string Utf16Le(std::string_view ascii) {
+  std::string text = "\xFF\xFE";
+  for (char c : ascii) text += {c, '\0'};
+  return text;
+}
+
+TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
+  const std::string samples[] = {
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root a=\"1\">\n  <!-- note -->\n"
+      "  <A>x &amp; y</A>\n\t<B/>\n    <C>  spaced  </C>\n</Root>\n",
+      "<Root>\n  <A>no declaration</A>\n</Root>\n",
+      "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Root>\r\n  "
+      "<A>\xC3\xA4</A>\r\n</Root>\r\n",
+      "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<Root>\xE4</Root>\n",
+      Utf16Le("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<Root>\n  <A>x</A>\n</Root>\n"),
+  };
+  for (const std::string& sample : samples) {
+    const std::string path = dir_.WriteFile("t.xml", sample);
+    TemplateDocument document;
+    ASSERT_EQ(TemplateDocument::Load(env_, path, &document), PGSP_OK) << sample;
+    ASSERT_EQ(document.Save(env_), PGSP_OK);
+    EXPECT_EQ(ReadText(path), sample);
+  }
+  EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
+}
+
+TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
+  const std::string secret = dir_.WriteFile("secret.txt", "TOP-SECRET-CONTENT");
+  const std::string laughs =
+      "<!DOCTYPE r [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\">"
+      "<!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]><r>&c;&c;&c;&c;</r>";
+  std::string deep;
+  for (int i = 0; i < 5000; ++i) deep += "<e>";
+  const char gzip[] = {
+      '\x1f', '\x8b', '\x08', 0,      0,      0,      0,      0,      0, '\x03',
+      '\xb3', '\x09', '\xca', '\xcf', '\x2f', '\xd1', '\xb7', '\x03', 0, '\x27',
+      '\x5b', '\x4b', '\x4b', '\x07', 0,      0,      0};  // "<Root/>" compressed: never unpacked
+  const std::string cases[] = {
+      "<Root><A></Root>",
+      "<!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + secret + "\">]><r>&x;</r>",
+      "<!DOCTYPE r SYSTEM \"" + secret + "\"><r/>",
+      laughs,
+      "<Root>\xE4\xF6</Root>",
+      deep,
+      "",
+      "\xEF\xBB\xBF",
+      std::string(gzip, sizeof gzip),
+  };
+  for (const std::string& bytes : cases) {
+    testing::RecordingFileSystem files(env_.files());
+    testing::EnvWithFiles env(files);
+    const std::string path = dir_.WriteFile("hostile.xml", bytes);
+    TemplateDocument document;
+    XmlParseFailure failure;
+    EXPECT_EQ(TemplateDocument::Load(env.env(), path, &document, &failure),
+              PGSP_ERR_CANT_LOAD_XML_FILE)
+        << bytes;
+    EXPECT_FALSE(document.loaded());
+    EXPECT_FALSE(failure.message.empty());
+    EXPECT_EQ(files.reads(), std::vector<std::string>{path});
+    if (bytes.starts_with("<!DOCTYPE")) {
+      EXPECT_EQ(failure.message, "document type declarations are not allowed");
+    }
+  }
+  TemplateDocument document;
+  EXPECT_EQ(TemplateDocument::Load(env_, dir_.MakeDir("folder.xml"), &document),
+            PGSP_ERR_CANT_LOAD_XML_FILE);
+}
+
+TEST_F(TemplateDocumentTest, EntityLoaderReadsOnlyFromTheGrantedSchemaFolder) {
+  InitializeXmlLibrary();
+  const std::string secret = dir_.WriteFile("secret.txt", "TOP-SECRET-CONTENT");
+  XmlParserCtxtPtr ctxt(xmlNewParserCtxt());
+  auto loads = [&](const std::string& url) {
+    xmlParserInputPtr input = xmlLoadExternalEntity(url.c_str(), nullptr, ctxt.get());
+    if (input != nullptr) xmlFreeInputStream(input);
+    return input != nullptr;
+  };
+  EXPECT_FALSE(loads(secret));
+  EXPECT_FALSE(loads("file://" + secret));
+  {
+    SchemaFolderScope scope(env_, dir_.Path("schemes"));
+    EXPECT_FALSE(loads(secret));
+    EXPECT_FALSE(loads(dir_.Path("schemes/../secret.txt")));
+  }
+  SchemaFolderScope scope(env_, dir_.path());
+  EXPECT_TRUE(loads(secret));
+  EXPECT_FALSE(loads("http://localhost/secret.txt"));
+}
+
+TEST_F(TemplateDocumentTest, CheckFileSizeLimitAndMissingFile) {
+  const auto sized = [&](const char* name, uint64_t size) {
+    const std::string path = dir_.WriteFile(name, "");
+    std::filesystem::resize_file(path, size);  // sparse
+    return path;
+  };
+  EXPECT_EQ(CheckFileSize(env_, sized("limit.xml", 10'000'000)), PGSP_OK);
+  const std::string over = sized("over.xml", 10'000'001);
+  EXPECT_EQ(CheckFileSize(env_, over), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + over));
+  // Only the low 32 bits count: 4 GiB + 5 bytes passes.
+  EXPECT_EQ(CheckFileSize(env_, sized("wrapped.xml", (uint64_t{1} << 32) + 5)), PGSP_OK);
+  // The file-name rule: "missing" is looked up as "missing.xml".
+  EXPECT_EQ(CheckFileSize(env_, dir_.Path("missing")), kFileAttributesUnreadable);
+  EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 128,
+                                "Error: FILE_NOT_FOUND : " + dir_.Path("missing.xml")));
+  sized("small.xml", 10);
+  EXPECT_EQ(CheckFileSize(env_, dir_.Path("small")), PGSP_OK);
+}
+
+// Creates a node in a document whose root has the log-device namespace as
+// default and the boards namespace as "b", appends it to the root, saves and
+// reloads; gives the element's namespace after reading and the saved text.
+std::pair<std::string, std::string> RoundTrip(Env& env, const std::string& path, int32_t type,
+                                              const char* name, const std::string& prefix) {
+  const std::string root = "<Root xmlns=\"" + NamespaceForPrefix("dev") + "\" xmlns:b=\"" +
+                           NamespaceForPrefix("brd") + "\"/>";
+  TemplateDocument document;
+  if (env.files().WriteFileAtomic(path, root) != 0 ||
+      TemplateDocument::Load(env, path, &document) != PGSP_OK)
+    return {"<load>", ""};
+  XmlNodePtr node = CreateTemplateNode(type, name, prefix, &document);
+  if (node == nullptr) return {"<no node>", ""};
+  if (node->parent != nullptr) return {"<inserted>", ""};
+  xmlAddChild(document.root(), node.release());
+  if (document.Save(env) != PGSP_OK) return {"<save>", ""};
+  TemplateDocument reread;
+  if (TemplateDocument::Load(env, path, &reread) != PGSP_OK) return {"<reload>", ""};
+  const xmlNode* child = reread.root()->children;
+  if (child == nullptr) return {"<lost>", ""};
+  return {child->ns != nullptr ? FromXml(child->ns->href) : "", ReadText(path)};
+}
+
+TEST_F(TemplateDocumentTest, CreatedNodesSaveAndRereadInTheChosenNamespace) {
+  const std::string path = dir_.Path("n.xml");
+  const std::string dev = NamespaceForPrefix("dev");
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "dev").second,
+            "<Root xmlns=\"" + dev + "\" xmlns:b=\"" + NamespaceForPrefix("brd") +
+                "\"><Parameter/></Root>\n");
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "pro").first,
+            NamespaceForPrefix("pro"));
+  const auto prefixed = RoundTrip(env_, path, kElementNode, "b:Board", "brd");
+  EXPECT_EQ(prefixed.first, NamespaceForPrefix("brd"));
+  EXPECT_NE(prefixed.second.find("<b:Board/>"), std::string::npos);
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "p:Thing", "pgsp").first,
+            NamespaceForPrefix("pgsp"));
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Plain", "unknown").first, "");
+  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Based", "x").first, TemplateNamespaceBase());
+  EXPECT_EQ(RoundTrip(env_, path, kCommentNode, nullptr, "dev").first, "");
+
+  for (const char* refused : {"two words", "p:Thing", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(RoundTrip(env_, path, kElementNode, refused, "unknown").first, "<no node>");
+  }
+  EXPECT_EQ(RoundTrip(env_, path, 2, "attribute", "dev").first, "<no node>");
+  EXPECT_EQ(CreateTemplateNode(kElementNode, "A", "dev", nullptr), nullptr);
+}
+
+TEST_F(TemplateDocumentTest, SetTemplateVersionWritesWhatTheRootCarries) {
+  const std::string both = dir_.WriteFile(
+      "both.xml", "<Root majorversion=\"1\" MinorVersion=\"2\" Other=\"x\">\n  <A/>\n</Root>\n");
+  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("both"), "3", "4"), PGSP_OK);
+  EXPECT_EQ(ReadText(both),
+            "<Root majorversion=\"3\" MinorVersion=\"4\" Other=\"x\">\n  <A/>\n</Root>\n");
+  const std::string minor = dir_.WriteFile("minor.xml", "<Root MinorVersion=\"2\"/>\n");
+  EXPECT_EQ(SetTemplateVersion(env_, minor, "7", "8"), PGSP_OK);
+  EXPECT_EQ(ReadText(minor), "<Root MinorVersion=\"8\"/>\n");
+  const std::string neither = dir_.WriteFile("neither.xml", "<Root Version=\"2\"/>");  // no newline
+  EXPECT_EQ(SetTemplateVersion(env_, neither, "7", "8"), kNoVersionAttribute);
+  EXPECT_EQ(ReadText(neither), "<Root Version=\"2\"/>");
+  EXPECT_EQ(SetTemplateVersion(env_, minor, "", "8"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("missing.xml"), "1", "2"),
+            PGSP_ERR_CANT_LOAD_XML_FILE);
+}
+
+}  // namespace
+}  // namespace q9

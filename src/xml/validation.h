@@ -1,0 +1,32 @@
+// Schema validation of template files against the schemas of the store's
+// Schemes folder.
+#pragma once
+
+#include <string>
+
+#include "app/result_code.h"
+#include "platform/env.h"
+
+namespace q9 {
+
+// Validates the file `xml_path` (file-name rule applied) against the schema
+// file `schema_folder` + separator + `schema_name` + ".xsd". The namespace the
+// schema must describe is chosen by `schema_name` alone
+// (NamespaceForSchemaName), never by looking into the file.
+//
+// Checks, in this order, and returns the first that fails:
+//   87   an argument is empty;
+//   8509 the schema file cannot be read or parsed (even when the XML file is
+//        missing too), or it does not compile as a schema;
+//   8508 the XML file cannot be read or parsed;
+//   8505 no schema compiler or validator could be created;
+//   8506 the schema's targetNamespace is not the namespace its name selects,
+//        or the file does not satisfy the schema.
+// Returns 0 for a valid file. The reason of an 8506 (text and line number)
+// and of an 8509 goes to the trace. Includes and imports of the schema are
+// read only from the schema folder; nothing else is ever read.
+[[nodiscard]] ResultCode ValidateFile(Env& env, const std::string& xml_path,
+                                      const std::string& schema_folder,
+                                      const std::string& schema_name);
+
+}  // namespace q9

@@ -1,0 +1,148 @@
+#include "xml/validation.h"
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+#include "xml/template_namespace.h"
+#include "xml/xml_test_support.h"
+
+namespace q9 {
+namespace {
+
+using testing::HasTrace;
+
+constexpr const char* kLabel = "ValidateFile: ";
+
+// A schema for <Template MajorVersion="int"><Name/></Template>, in `ns`.
+std::string Schema(const std::string& ns, const std::string& include = "") {
+  const std::string target = ns.empty() ? ""
+                                        : " targetNamespace=\"" + ns + "\" xmlns=\"" + ns +
+                                              "\" elementFormDefault=\"qualified\"";
+  return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" + target + ">\n" + include +
+         "<xs:element name=\"Template\"><xs:complexType>\n"
+         "<xs:sequence><xs:element name=\"Name\" type=\"xs:string\"/></xs:sequence>\n"
+         "<xs:attribute name=\"MajorVersion\" type=\"xs:int\"/></xs:complexType></xs:element>\n"
+         "</xs:schema>\n";
+}
+
+std::string Template(const std::string& ns, const std::string& body = "<Name>TCP</Name>") {
+  const std::string xmlns = ns.empty() ? "" : " xmlns=\"" + ns + "\"";
+  return "<?xml version=\"1.0\"?>\n<Template" + xmlns + " MajorVersion=\"1\">\n  " + body +
+         "\n</Template>\n";
+}
+
+class ValidateFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override { testing::ClearTraces(); }
+  ResultCode Validate(const std::string& schema_name, const std::string& schema,
+                      const std::string& xml) {
+    dir_.WriteFile("Corvane OAM/Schemes/" + schema_name + ".xsd", schema);
+    return ValidateFile(env_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
+  }
+  std::string Schemes() const { return dir_.Path("Corvane OAM/Schemes"); }
+  Env& env_ = Env::Default();
+  testing::TempDir dir_;
+};
+
+TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
+  const std::pair<const char*, const char*> table[] = {
+      {"Corvane.Device.Driver.Logdevice", "dev"},
+      {"DefaultLogDevices.Schema", "dev"},
+      {"Corvane.Device.Driver.Logname", "nam"},
+      {"Protocols.Schema", "pro"},
+      {"Boards.Schema", "brd"},
+      {"DriverInfo.Schema", "driv"},
+      {"Unknown.Schema", "none"},
+  };
+  for (const auto& [schema_name, prefix] : table) {
+    const std::string ns = NamespaceForPrefix(prefix);
+    EXPECT_EQ(Validate(schema_name, Schema(ns), Template(ns)), PGSP_OK) << schema_name;
+  }
+  EXPECT_TRUE(HasTrace(kLabel, 8, ">> Start"));
+  EXPECT_TRUE(HasTrace(kLabel, 64, "Validating XML file: " + dir_.Path("t.xml")));
+  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_OK"));
+
+  // A schema whose targetNamespace is not the one its name selects rejects
+  // even a file that matches it; names are case-sensitive.
+  const std::string boards = NamespaceForPrefix("brd");
+  EXPECT_EQ(Validate("Protocols.Schema", Schema(boards), Template(boards)), kInvalidAgainstSchema);
+  const std::string protocols = NamespaceForPrefix("pro");
+  EXPECT_EQ(Validate("protocols.schema", Schema(protocols), Template(protocols)),
+            kInvalidAgainstSchema);
+}
+
+TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
+  const std::string ns = NamespaceForPrefix("pro");
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
+  dir_.WriteFile("proto.xml", Template(ns, "<Name>TCP</Name>\n  <Extra/>"));
+  // File-name rule: "proto" is read as "proto.xml".
+  EXPECT_EQ(ValidateFile(env_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
+            kInvalidAgainstSchema);
+  const auto& traces = testing::CapturedTraces();
+  const auto reason =
+      std::find_if(traces.begin(), traces.end(), [](const testing::TraceLine& line) {
+        return line.level == 64 && line.text.starts_with("INVALID FILE, reason: ");
+      });
+  ASSERT_NE(reason, traces.end());
+  EXPECT_NE(reason->text.find("Extra"), std::string::npos) << reason->text;
+  EXPECT_NE(reason->text.find("(line 4)"), std::string::npos) << reason->text;
+}
+
+TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
+  const std::string ns = NamespaceForPrefix("pro");
+  const std::string file = dir_.WriteFile("t.xml", Template(ns));
+  EXPECT_EQ(ValidateFile(env_, "", Schemes(), "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ValidateFile(env_, file, "", "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ValidateFile(env_, file, Schemes(), ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL"));
+
+  // No schema: 8509, even when the file is missing as well.
+  EXPECT_EQ(ValidateFile(env_, dir_.Path("none.xml"), Schemes(), "Protocols.Schema"),
+            ERR_CANT_LOAD_SCHEME);
+  EXPECT_TRUE(HasTrace(kLabel, 64, "Schema file: Protocols.Schema, not found"));
+  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
+
+  // Schema there; file missing, malformed or a folder: 8508 and no trace of its own.
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
+  testing::ClearTraces();
+  const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
+  for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
+    EXPECT_EQ(ValidateFile(env_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
+  }
+  EXPECT_EQ(testing::CapturedTraces().size(), 6u);  // ">> Start" and the file name, each
+
+  // Schemas that are no schema do not load.
+  for (const std::string& schema :
+       {std::string(
+            "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
+        std::string("<notASchema/>"), "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns)}) {
+    EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), ERR_CANT_LOAD_SCHEME) << schema;
+  }
+}
+
+TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
+  const std::string ns = NamespaceForPrefix("pro");
+  const std::string types =
+      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
+      "targetNamespace=\"" +
+      ns +
+      "\"><xs:simpleType name=\"Short\">"
+      "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
+  dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
+  dir_.WriteFile("Corvane OAM/Outside.xsd", types);
+  testing::RecordingFileSystem files(env_.files());
+  testing::EnvWithFiles env(files);
+  const auto validate = [&](const char* location) {
+    dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",
+                   Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
+    return ValidateFile(env.env(), dir_.WriteFile("t.xml", Template(ns)), Schemes(),
+                        "Protocols.Schema");
+  };
+  EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
+  EXPECT_EQ(files.reads().back(), dir_.Path("Corvane OAM/Schemes/Types.xsd"));
+  EXPECT_EQ(validate("../Outside.xsd"), ERR_CANT_LOAD_SCHEME);
+  EXPECT_EQ(files.reads().back(), dir_.Path("t.xml"));  // Outside.xsd was never read
+}
+
+}  // namespace
+}  // namespace q9

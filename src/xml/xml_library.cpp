@@ -1,0 +1,148 @@
+#include "xml/xml_library.h"
+
+#include <libxml/parserInternals.h>
+#include <libxml/uri.h>
+#include <libxml/xmlerror.h>
+#include <libxml/xmlschemastypes.h>
+
+#include <climits>
+#include <mutex>
+
+#include "platform/path.h"
+
+namespace q9 {
+namespace {
+
+// The loader is process-wide in libxml2, so the folder it may read from is
+// handed to it per thread by SchemaFolderScope. Outside a scope it refuses all.
+struct SchemaFolderGrant {
+  Env* env = nullptr;
+  std::string folder;
+};
+thread_local SchemaFolderGrant t_grant;
+
+std::string LocalPathOf(std::string_view url) {
+  constexpr std::string_view kFileScheme = "file://";
+  if (url.substr(0, kFileScheme.size()) == kFileScheme) url.remove_prefix(kFileScheme.size());
+  if (url.find("://") != std::string_view::npos) return {};  // network or other schemes
+  return std::string(url);
+}
+
+// libxml2 escapes the references it resolves against a base ("Corvane OAM"
+// becomes "Corvane%20OAM"); the file system wants the name itself.
+std::string UnescapedPath(const std::string& path) {
+  if (path.find('%') == std::string::npos) return path;
+  XmlCharPtr plain(ToXmlOwned(xmlURIUnescapeString(path.c_str(), 0, nullptr)));
+  return plain != nullptr ? FromXml(plain.get()) : path;
+}
+
+xmlParserInputPtr InputFromBytes(const std::string& bytes, const char* url, xmlParserCtxtPtr ctxt) {
+  if (bytes.size() > INT_MAX) return nullptr;
+  // The buffer copies the bytes, so they need not outlive this call.
+  xmlParserInputBufferPtr buffer = xmlParserInputBufferCreateMem(
+      bytes.data(), static_cast<int>(bytes.size()), XML_CHAR_ENCODING_NONE);
+  if (buffer == nullptr) return nullptr;
+  xmlParserInputPtr input = xmlNewIOInputStream(ctxt, buffer, XML_CHAR_ENCODING_NONE);
+  if (input == nullptr) {
+    xmlFreeParserInputBuffer(buffer);
+    return nullptr;
+  }
+  // The file name is the base for the included schema's own references.
+  input->filename = FromXml(xmlStrdup(ToXml(url)));
+  return input;
+}
+
+xmlParserInputPtr GuardedEntityLoader(const char* url, const char* /*id*/, xmlParserCtxtPtr ctxt) {
+  if (url == nullptr || t_grant.env == nullptr) return nullptr;
+  std::string path = LocalPathOf(url);
+  if (ParentPath(path) != t_grant.folder) path = UnescapedPath(path);
+  if (path.empty() || ParentPath(path) != t_grant.folder) return nullptr;
+  const std::string_view name = BaseName(path);
+  if (name.empty() || name == "." || name == "..") return nullptr;
+  std::string bytes;
+  if (t_grant.env->files().ReadFile(path, &bytes) != 0) return nullptr;
+  return InputFromBytes(bytes, url, ctxt);
+}
+
+void InitializeOnce() {
+  xmlInitParser();
+  xmlSchemaInitTypes();
+  xmlSetExternalEntityLoader(GuardedEntityLoader);
+}
+
+// Errors of one parse land in the FirstXmlError at ctxt->_private.
+void CollectParseError(void* user_data, xmlErrorPtr error) {
+  auto* ctxt = static_cast<xmlParserCtxtPtr>(user_data);
+  if (ctxt->_private != nullptr) static_cast<FirstXmlError*>(ctxt->_private)->Record(error);
+}
+
+// A document type declaration may declare entities that reach other files or
+// blow up on expansion; templates never carry one, so the parse stops there.
+void RefuseDocumentType(void* user_data, const xmlChar*, const xmlChar*, const xmlChar*) {
+  auto* ctxt = static_cast<xmlParserCtxtPtr>(user_data);
+  auto* errors = static_cast<FirstXmlError*>(ctxt->_private);
+  if (errors != nullptr && !errors->any) {
+    errors->any = true;
+    errors->failure = {"document type declarations are not allowed", xmlSAX2GetLineNumber(ctxt)};
+  }
+  xmlStopParser(ctxt);
+}
+
+}  // namespace
+
+void InitializeXmlLibrary() {
+  static std::once_flag once;
+  std::call_once(once, InitializeOnce);
+}
+
+SchemaFolderScope::SchemaFolderScope(Env& env, std::string folder) {
+  t_grant.env = &env;
+  t_grant.folder = std::move(folder);
+}
+
+SchemaFolderScope::~SchemaFolderScope() {
+  t_grant.env = nullptr;
+  t_grant.folder.clear();
+}
+
+void FirstXmlError::Record(const xmlError* error) {
+  if (any || error == nullptr) return;
+  any = true;
+  failure.message = error->message != nullptr ? error->message : "unknown error";
+  while (!failure.message.empty() && failure.message.back() == '\n') failure.message.pop_back();
+  failure.line = error->line;
+}
+
+void FirstXmlError::Collect(void* context, xmlErrorPtr error) {
+  static_cast<FirstXmlError*>(context)->Record(error);
+}
+
+std::string XmlParseFailure::Describe() const {
+  if (line <= 0) return message;
+  return message + " (line " + std::to_string(line) + ")";
+}
+
+XmlDocPtr ParseDocument(std::string_view bytes, const std::string& url, XmlParseFailure* failure) {
+  InitializeXmlLibrary();
+  FirstXmlError errors;
+  auto fail = [&](const char* fallback) {
+    if (failure != nullptr) *failure = errors.any ? errors.failure : XmlParseFailure{fallback, 0};
+    return XmlDocPtr();
+  };
+  if (bytes.size() > INT_MAX) return fail("file too large to parse");
+  XmlParserCtxtPtr ctxt(xmlNewParserCtxt());
+  if (ctxt == nullptr) return fail("out of memory");
+  ctxt->_private = &errors;
+  ctxt->sax->serror = CollectParseError;
+  ctxt->sax->internalSubset = RefuseDocumentType;
+  XmlDocPtr doc(xmlCtxtReadMemory(ctxt.get(), bytes.data(), static_cast<int>(bytes.size()),
+                                  url.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES));
+  const bool stopped = ctxt->errNo == XML_ERR_USER_STOP;
+  if (doc == nullptr || stopped || !ctxt->wellFormed ||
+      xmlDocGetRootElement(doc.get()) == nullptr) {
+    return fail("not a well-formed document");
+  }
+  return doc;
+}
+
+}  // namespace q9
