@@ -5,6 +5,7 @@
 #include "log/install_log.h"
 #include "trace/trace.h"
 #include "trace/trace_client.h"
+#include "xml/xml_library.h"
 
 namespace q9 {
 namespace {
@@ -43,6 +44,8 @@ ResultCode RunCfgImp(Env& env, int argc, const char* const* argv) {
   const OsError security = env.process().PrepareTraceSecurity();
   if (security != os_error::kSuccess) return security;
   TraceClient::Start(env, "q9cfgImp64x");
+  // libxml2's one-time set-up is not thread-safe; do it before anything parses.
+  InitializeXmlLibrary();
 
   const int count = argc > 0 ? argc - 1 : 0;
   Q9_TRACE(kSite, 8, ">> Start");
