@@ -1,14 +1,15 @@
 // The trace interface every module uses. A record is formatted only when its
-// level is enabled, so a disabled call costs one test.
+// level is enabled, so a disabled call costs two loads and a compare.
 //
 //   constexpr TraceSite kSite{"FileOperator", "CopyFiles: "};
 //   Q9_TRACE(kSite, 8, ">> Start");
 //   Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
 //
 // Records carry the component tag "IMP", the site's module and function
-// label, and the source file and line of the call.
+// label, and the source file and line of the call (see trace_format.h).
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace q9 {
@@ -28,9 +29,24 @@ inline constexpr uint32_t kProgress = 64;
 inline constexpr uint32_t kResult = 128;
 }  // namespace trace_level
 
-// True when a record of `level` may be written (or the configuration must be
-// looked at again first).
-bool TraceLevelEnabled(uint32_t level);
+namespace trace_internal {
+// Owned by the trace client (trace_client.cpp): the enabled levels, the
+// control word of the shared trace section (or a local stand-in) and the copy
+// of it taken when the configuration was last read.
+extern std::atomic<uint32_t> level_mask;
+extern std::atomic<const std::atomic<uint32_t>*> shared_control;
+extern std::atomic<uint32_t> control_copy;
+}  // namespace trace_internal
+
+// True when a record of `level` may be written: its level is enabled, or
+// another process changed the shared control word, so the configuration must
+// be looked at again first. Reads the shared state without the lock.
+inline bool TraceLevelEnabled(uint32_t level) {
+  using namespace trace_internal;
+  return (level_mask.load(std::memory_order_relaxed) & level) != 0 ||
+         shared_control.load(std::memory_order_relaxed)->load(std::memory_order_relaxed) !=
+             control_copy.load(std::memory_order_relaxed);
+}
 
 // Formats and writes one record; call only after TraceLevelEnabled.
 void TraceRecord(const TraceSite& site, uint32_t level, const char* file, int line,

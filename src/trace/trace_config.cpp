@@ -1,0 +1,163 @@
+#include "trace/trace_config.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+
+namespace q9 {
+namespace {
+
+// Values are read into a buffer of this size, terminator included; a longer
+// one does not fit and is not read.
+constexpr size_t kValueBufferSize = 260;
+constexpr char kDefaultFileBase[] = "/tmp/Q9FILE";
+
+char UpperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
+
+bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (UpperAscii(a[i]) != UpperAscii(b[i])) return false;
+  }
+  return true;
+}
+
+std::string_view TrimBlanks(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
+bool ReadString(const RegistryKey& key, std::string_view name, std::string* text) {
+  RegistryValue value;
+  if (!key.QueryValue(name, &value) || value.type != RegistryType::kString) return false;
+  if (value.text.empty() || value.text.size() >= kValueBufferSize) return false;
+  *text = value.text;
+  return true;
+}
+
+// Decimal number, or 0 when the text holds none or a negative one.
+uint64_t ParsePositiveDecimal(const std::string& text) {
+  errno = 0;
+  char* end = nullptr;
+  const long long value = std::strtoll(text.c_str(), &end, 10);
+  if (end == text.c_str() || value <= 0) return 0;
+  return errno == ERANGE ? std::numeric_limits<long long>::max() : static_cast<uint64_t>(value);
+}
+
+void ReadOutputSettings(const RegistryKey& key, TraceConfig* config) {
+  std::string text;
+  if (config->output == TraceOutputKind::kSharedMemory) {
+    if (ReadString(key, "sm_size", &text)) {
+      const uint64_t size = ParsePositiveDecimal(text);
+      if (size > 0) config->shared_memory_size = static_cast<size_t>(size);
+    }
+  }
+  if (config->output == TraceOutputKind::kFile) {
+    if (ReadString(key, "Byte/File", &text)) {
+      const uint64_t bytes = ParsePositiveDecimal(text);
+      if (bytes > 0) config->bytes_per_file = bytes;
+    }
+    ReadString(key, "Path", &config->path);
+    ReadString(key, "FileName", &config->file_name);
+  }
+}
+
+}  // namespace
+
+TraceFilterList TraceFilterList::Parse(std::string_view text) {
+  TraceFilterList list;
+  while (!text.empty() && list.entries_.size() < kMaxEntries) {
+    const size_t end = text.find(';');
+    const std::string_view entry = TrimBlanks(text.substr(0, end));
+    if (!entry.empty()) list.entries_.emplace_back(entry);
+    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + 1);
+  }
+  return list;
+}
+
+bool TraceFilterList::HasName(std::string_view name) const {
+  for (const std::string& entry : entries_) {
+    if (EqualsIgnoringCase(entry, name)) return true;
+  }
+  return false;
+}
+
+bool TraceFilterList::OccursIn(std::string_view text) const {
+  for (const std::string& entry : entries_) {
+    if (text.find(entry) != std::string_view::npos) return true;
+  }
+  return false;
+}
+
+uint32_t ParseTraceLevel(const std::string& text) {
+  errno = 0;
+  const unsigned long long value = std::strtoull(text.c_str(), nullptr, 0);
+  if (errno == ERANGE || value > std::numeric_limits<uint32_t>::max()) {
+    // A negative text wraps as it does in 32 bits; a number too large saturates.
+    const long long signed_value = std::strtoll(text.c_str(), nullptr, 0);
+    if (signed_value < 0 && signed_value >= std::numeric_limits<int32_t>::min()) {
+      return static_cast<uint32_t>(static_cast<int32_t>(signed_value));
+    }
+    return std::numeric_limits<uint32_t>::max();
+  }
+  return static_cast<uint32_t>(value);
+}
+
+TraceLayout ParseTraceLayout(const std::string& text) {
+  if (EqualsIgnoringCase(text, "SHORT")) return TraceLayout::kShort;
+  if (EqualsIgnoringCase(text, "TIME")) return TraceLayout::kTime;
+  if (EqualsIgnoringCase(text, "TEXT")) return TraceLayout::kText;
+  return TraceLayout::kStandard;
+}
+
+bool ParseTraceOutput(const std::string& text, TraceOutputKind* output) {
+  static constexpr struct {
+    const char* name;
+    TraceOutputKind kind;
+  } kOutputs[] = {
+      {"VXD", TraceOutputKind::kVxd},          {"COM1", TraceOutputKind::kCom1},
+      {"COM2", TraceOutputKind::kCom2},        {"PIPE", TraceOutputKind::kPipe},
+      {"FILE", TraceOutputKind::kFile},        {"SM", TraceOutputKind::kSharedMemory},
+      {"DBG", TraceOutputKind::kDebugger},     {"Q9TRACEENGINE", TraceOutputKind::kTraceEngine},
+  };
+  for (const auto& known : kOutputs) {
+    if (EqualsIgnoringCase(text, known.name)) {
+      *output = known.kind;
+      return true;
+    }
+  }
+  return false;
+}
+
+TraceConfig ReadTraceConfig(Registry& registry) {
+  TraceConfig config;
+  std::unique_ptr<RegistryKey> key;
+  if (!registry.OpenKey(kTraceConfigKey, &key)) return config;
+  config.key_present = true;
+  std::string text;
+  if (ReadString(*key, "Consult", &text)) {
+    config.consult_seconds = static_cast<uint32_t>(
+        std::min<uint64_t>(ParsePositiveDecimal(text), std::numeric_limits<uint32_t>::max()));
+  }
+  if (ReadString(*key, "FctName", &text)) config.functions = TraceFilterList::Parse(text);
+  if (ReadString(*key, "Format", &text)) config.layout = ParseTraceLayout(text);
+  if (ReadString(*key, "Level", &text)) config.level_mask = ParseTraceLevel(text);
+  if (ReadString(*key, "Module", &text)) config.modules = TraceFilterList::Parse(text);
+  if (ReadString(*key, "String", &text)) config.texts = TraceFilterList::Parse(text);
+  if (ReadString(*key, "TraceId", &text)) config.trace_ids = TraceFilterList::Parse(text);
+  if (ReadString(*key, "Output", &text)) ParseTraceOutput(text, &config.output);
+  ReadOutputSettings(*key, &config);
+  return config;
+}
+
+std::string TraceFileBase(const TraceConfig& config) {
+  if (config.path.empty() && config.file_name.empty()) return kDefaultFileBase;
+  if (config.path.empty() || config.file_name.empty() || config.path.back() == '/') {
+    return config.path + config.file_name;
+  }
+  return config.path + "/" + config.file_name;
+}
+
+}  // namespace q9
