@@ -118,6 +118,34 @@ class TestSharedObjects final : public SharedObjects {
   PosixSharedObjects real_;
 };
 
+// Libraries that exist only when a test lists their symbols.
+class FakeLibraries final : public DynamicLibraries {
+ public:
+  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override {
+    loaded_path = path;
+    if (!present) return os_error::kModNotFound;
+    *library = std::make_unique<FakeLibrary>(symbols);
+    return os_error::kSuccess;
+  }
+
+  bool present = false;
+  std::map<std::string, void*> symbols;
+  std::string loaded_path;
+
+ private:
+  class FakeLibrary final : public DynamicLibrary {
+   public:
+    explicit FakeLibrary(std::map<std::string, void*> symbols) : symbols_(std::move(symbols)) {}
+    void* Symbol(const char* name) override {
+      const auto it = symbols_.find(name);
+      return it == symbols_.end() ? nullptr : it->second;
+    }
+
+   private:
+    std::map<std::string, void*> symbols_;
+  };
+};
+
 // Object names no other test process uses.
 inline TraceObjectNames UniqueTraceNames() {
   static std::atomic<int> counter{0};
@@ -129,11 +157,11 @@ inline TraceObjectNames UniqueTraceNames() {
   return names;
 }
 
-// The real file system, folders and libraries with the doubles above.
+// The real file system and folders with the doubles above.
 struct TraceTestEnv {
   TraceTestEnv()
-      : env(Env::Default().files(), registry, Env::Default().folders(), Env::Default().libraries(),
-            shared, clock, process) {}
+      : env(Env::Default().files(), registry, Env::Default().folders(), libraries, shared, clock,
+            process) {}
   ~TraceTestEnv() {
     TraceClient::Stop();
     (void)shared.RemoveSharedMemory(names.section);
@@ -142,6 +170,7 @@ struct TraceTestEnv {
   void Start() { TraceClient::Start(env, "q9cfgImp64x", names); }
 
   MemoryRegistry registry;
+  FakeLibraries libraries;
   TestSharedObjects shared;
   ManualClock clock;
   RecordingProcess process;
