@@ -24,7 +24,18 @@ FileTraceOutput::FileTraceOutput(FileSystem& files, std::string base, uint64_t m
     : files_(files), base_(std::move(base)), base_id_(BaseId(base_)), max_bytes_(max_bytes),
       state_(state) {}
 
+bool FileTraceOutput::WriterIsActive() {
+  if (state_->base_id != base_id_) return false;
+  FileInfo current;
+  return files_.GetFileInfo(TraceFileName(base_, static_cast<int>(state_->index)), &current) ==
+             os_error::kSuccess &&
+         current.size == state_->size;
+}
+
 void FileTraceOutput::ChooseCurrentFile() {
+  // Modification times are coarse; while another process writes the pair,
+  // its choice is the one that holds.
+  if (WriterIsActive()) return;
   FileInfo first;
   FileInfo second;
   const bool has_first = files_.GetFileInfo(TraceFileName(base_, 1), &first) == os_error::kSuccess;

@@ -29,12 +29,15 @@ class FileTraceOutput final : public TraceOutput {
 
   // Chooses the file written first: the only one that exists, else the one
   // modified last (file 1 on equal times or when neither exists), and makes
-  // it the current file of every writer. Call under the trace mutex.
+  // it the current file of every writer. When the shared state shows another
+  // writer on this pair (its file has the size the state records), that
+  // writer's file is kept. Call under the trace mutex.
   void ChooseCurrentFile();
 
   void Write(uint32_t, std::string_view line) override;
 
  private:
+  bool WriterIsActive();
   void Reopen(OpenMode mode);
   void SwitchFile();
 

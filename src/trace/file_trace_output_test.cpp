@@ -69,6 +69,22 @@ TEST_F(FileTraceOutputTest, ContinuesTheFileModifiedLastAndFileOneOnEqualTimes) 
   EXPECT_EQ(ReadText(File(2)), "two\n");
 }
 
+TEST_F(FileTraceOutputTest, JoinsTheFileOfAWriterAlreadyAtWork) {
+  auto running = Open(10);
+  running->Write(8, "a111\n");
+  running->Write(8, "a222\n");
+  running->Write(8, "a333\n");  // now in file 2
+  WriteFile(1, "a111\na222\n", 3);
+  std::filesystem::last_write_time(File(2), base_time_ - std::chrono::seconds(3));
+  Open(10)->Write(8, "b111\n");
+  EXPECT_EQ(ReadText(File(2)), "a333\nb111\n");
+
+  // Once the file no longer matches, the modification times decide again.
+  WriteFile(2, "changed\n", 3);
+  Open(100)->Write(8, "c111\n");
+  EXPECT_EQ(ReadText(File(1)), "a111\na222\nc111\n");
+}
+
 TEST_F(FileTraceOutputTest, SwitchesToTheOtherFileEmptiedWhenTheMaximumIsReached) {
   WriteFile(2, "stale\n", 100);
   WriteFile(1, "", 50);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 namespace q9 {
@@ -60,6 +61,29 @@ TEST(TraceFormatTest, LongMessageIsCutToTheBuffer) {
   const std::string long_file = "/" + std::string(300, 'd') + "/" + std::string(300, 's') + ".cpp";
   fields.source_file = long_file.c_str();
   EXPECT_EQ(Format(TraceLayout::kStandard, fields).size(), kTraceRecordBufferSize - 1);
+}
+
+// The layouts are applied without the C library's formatter for speed; they
+// must give exactly what snprintf gives, cut in the same place.
+TEST(TraceFormatTest, MatchesTheCLibraryFormatterIncludingWhereItCuts) {
+  TraceRecordFields fields = SampleFields();
+  fields.level = 0x1ABCD;
+  fields.process_id = 4000000000u;  // shows as a negative int, as with %d
+  const std::string message(380, 'z');
+  for (const char* text : {"short", message.c_str()}) {
+    fields.message = text;
+    char expected[kTraceRecordBufferSize];
+    std::snprintf(expected, sizeof expected,
+                  "%s %s P%09dT%09d %s %s %s%s %s %s,%s %s %s", fields.date, fields.time,
+                  static_cast<int>(fields.process_id), static_cast<int>(fields.thread_id),
+                  "L1ABCD", fields.component, fields.module, "(file_operator.cpp:120)",
+                  fields.process, "987654321", "42", fields.function, fields.message);
+    EXPECT_EQ(Format(TraceLayout::kStandard, fields), expected);
+    std::snprintf(expected, sizeof expected, "%s %s %s %s %s%s %s %s %s", fields.date,
+                  fields.time, "L1ABCD", fields.component, fields.module,
+                  "(file_operator.cpp:120)", "987654321", fields.function, fields.message);
+    EXPECT_EQ(Format(TraceLayout::kTime, fields), expected);
+  }
 }
 
 }  // namespace

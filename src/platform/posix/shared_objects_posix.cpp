@@ -167,10 +167,14 @@ OsError PosixSharedObjects::InitSharedMutex(SharedMutexStorage* mutex) {
 }
 
 MutexLockResult PosixSharedObjects::LockSharedMutex(SharedMutexStorage* mutex) {
-  timespec deadline;
-  ::clock_gettime(CLOCK_MONOTONIC, &deadline);
-  deadline.tv_sec += kLockTimeoutSeconds;
-  const int rc = ::pthread_mutex_clocklock(AsMutex(mutex), CLOCK_MONOTONIC, &deadline);
+  // The deadline costs a clock read; most locks are free and need none.
+  int rc = ::pthread_mutex_trylock(AsMutex(mutex));
+  if (rc == EBUSY) {
+    timespec deadline;
+    ::clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += kLockTimeoutSeconds;
+    rc = ::pthread_mutex_clocklock(AsMutex(mutex), CLOCK_MONOTONIC, &deadline);
+  }
   if (rc == 0) return MutexLockResult::kLocked;
   if (rc == EOWNERDEAD) {
     // The previous owner died inside its critical section; what it guarded
