@@ -14,14 +14,12 @@ namespace {
 constinit std::atomic<uint32_t> idle_control{0};
 }  // namespace
 
-std::atomic<uint32_t> level_mask{0};
-std::atomic<const std::atomic<uint32_t>*> shared_control{&idle_control};
-std::atomic<uint32_t> control_copy{0};
+constinit Gate gate{{0}, {0}, {&idle_control}};
 
 void Reset() {
-  level_mask.store(0);
-  shared_control.store(&idle_control);
-  control_copy.store(0);
+  gate.level_mask.store(0);
+  gate.shared_control.store(&idle_control);
+  gate.control_copy.store(0);
 }
 }  // namespace trace_internal
 
@@ -38,6 +36,15 @@ std::string_view WithoutLabelEnd(std::string_view label) {
   while (!label.empty() && (label.back() == ' ' || label.back() == ':')) label.remove_suffix(1);
   return label;
 }
+
+// Asking the system for the thread's identifier costs a call into the
+// kernel; each thread keeps it for the client it was asked for.
+struct ThreadIdentity {
+  uint64_t client_serial = 0;
+  uint32_t thread_id = 0;
+};
+thread_local ThreadIdentity t_identity;
+uint64_t g_client_serial = 0;
 
 class ActiveClient {
  public:
@@ -60,7 +67,11 @@ class ActiveClient {
   void Emit(const TraceSite& site, uint32_t level, const char* file, int line,
             const char* message);
 
+  uint32_t CurrentThreadId();
+
   Env& env_;
+  const uint64_t serial_ = ++g_client_serial;
+  uint32_t process_id_ = 0;
   const std::string module_;
   const TraceObjectNames names_;
   std::unique_ptr<TraceSection> section_;
@@ -83,9 +94,10 @@ class ActiveClient {
 std::unique_ptr<ActiveClient> g_client;
 
 void ActiveClient::Start() {
+  process_id_ = env_.process().ProcessId();
   OpenSection();
-  trace_internal::shared_control.store(section_ != nullptr ? &section_->control_word()
-                                                           : &local_control_);
+  trace_internal::gate.shared_control.store(section_ != nullptr ? &section_->control_word()
+                                                                : &local_control_);
   if (!Lock()) return;
   Initialise();
   Unlock();
@@ -124,7 +136,7 @@ void ActiveClient::Initialise() {
   // it is read is not missed.
   const std::atomic<uint32_t>& control =
       section_ != nullptr ? section_->control_word() : local_control_;
-  trace_internal::control_copy.store(control.load(std::memory_order_relaxed));
+  const uint32_t control_copy = control.load(std::memory_order_relaxed);
   output_.reset();
   config_ = ReadTraceConfig(env_.registry());
   if (config_.key_present) {
@@ -134,7 +146,8 @@ void ActiveClient::Initialise() {
   }
   reading_time_stored_ = config_.consult_seconds != 0;
   reading_time_us_ = env_.clock().NowMicros();
-  trace_internal::level_mask.store(config_.key_present ? config_.level_mask : 0);
+  trace_internal::gate.control_copy.store(control_copy);
+  trace_internal::gate.level_mask.store(config_.key_present ? config_.level_mask : 0);
 }
 
 bool ActiveClient::ConfigurationStale() {
@@ -142,9 +155,9 @@ bool ActiveClient::ConfigurationStale() {
       env_.clock().NowMicros() - reading_time_us_ >= uint64_t{config_.consult_seconds} * 1'000'000) {
     return true;
   }
-  return trace_internal::shared_control.load(std::memory_order_relaxed)
-             ->load(std::memory_order_relaxed) !=
-         trace_internal::control_copy.load(std::memory_order_relaxed);
+  const trace_internal::Gate& gate = trace_internal::gate;
+  return gate.shared_control.load(std::memory_order_relaxed)->load(std::memory_order_relaxed) !=
+         gate.control_copy.load(std::memory_order_relaxed);
 }
 
 bool ActiveClient::PassesSiteFilters(const TraceSite& site) const {
@@ -164,6 +177,14 @@ void ActiveClient::UpdateClockTexts() {
                 (local.tm_mon + 1) % 100, local.tm_mday % 100);
   std::snprintf(time_, sizeof time_, "%02d:%02d:%02d", local.tm_hour % 100, local.tm_min % 100,
                 local.tm_sec % 100);
+}
+
+uint32_t ActiveClient::CurrentThreadId() {
+  if (t_identity.client_serial != serial_) {
+    t_identity.client_serial = serial_;
+    t_identity.thread_id = env_.process().ThreadId();
+  }
+  return t_identity.thread_id;
 }
 
 void ActiveClient::Write(const TraceSite& site, uint32_t level, const char* file, int line,
@@ -186,8 +207,8 @@ void ActiveClient::Emit(const TraceSite& site, uint32_t level, const char* file,
   TraceRecordFields fields;
   fields.date = date_;
   fields.time = time_;
-  fields.process_id = env_.process().ProcessId();
-  fields.thread_id = env_.process().ThreadId();
+  fields.process_id = process_id_;
+  fields.thread_id = CurrentThreadId();
   fields.level = level;
   fields.component = kComponent;
   fields.process = module_.c_str();

@@ -98,7 +98,7 @@ size_t ApplyLayout(char* buffer, size_t size, const char* layout,
       text.Append(*p);
       continue;
     }
-    if (std::strncmp(p, "%09d", 4) == 0) {
+    if (p[1] == '0') {  // "%09d"
       AppendPadded(text, argument->number);
       p += 3;
     } else {
