@@ -27,8 +27,7 @@ FileTraceOutput::FileTraceOutput(FileSystem& files, std::string base, uint64_t m
 bool FileTraceOutput::WriterIsActive() {
   if (state_->base_id != base_id_) return false;
   FileInfo current;
-  return files_.GetFileInfo(TraceFileName(base_, static_cast<int>(state_->index)), &current) ==
-             os_error::kSuccess &&
+  return files_.GetFileInfo(CurrentFileName(), &current) == os_error::kSuccess &&
          current.size == state_->size;
 }
 
@@ -51,26 +50,36 @@ void FileTraceOutput::ChooseCurrentFile() {
   state_->size = size;
 }
 
-void FileTraceOutput::Reopen(OpenMode mode) {
+void FileTraceOutput::Reopen() {
   file_.reset();
   generation_ = state_->generation;
   opened_ = true;
   // A file that cannot be opened loses this generation's records; the tool
   // goes on.
-  (void)files_.OpenWritable(TraceFileName(base_, static_cast<int>(state_->index)), mode, &file_);
+  (void)files_.OpenWritable(CurrentFileName(), OpenMode::kAppend, &file_);
 }
 
 void FileTraceOutput::SwitchFile() {
   state_->index = state_->index == 1 ? 2 : 1;
   state_->size = 0;
   ++state_->generation;
-  Reopen(OpenMode::kTruncate);
+  // Emptied through a descriptor of its own: records go through appending
+  // ones only, which other writers' appends can never overwrite.
+  std::unique_ptr<WritableFile> emptied;
+  if (files_.OpenWritable(CurrentFileName(), OpenMode::kTruncate, &emptied) == os_error::kSuccess) {
+    (void)emptied->Close();
+  }
+  Reopen();
+}
+
+std::string FileTraceOutput::CurrentFileName() const {
+  return TraceFileName(base_, static_cast<int>(state_->index));
 }
 
 void FileTraceOutput::Write(uint32_t, std::string_view line) {
   // Another process with another base took the shared state over.
   if (state_->base_id != base_id_) ChooseCurrentFile();
-  if (!opened_ || generation_ != state_->generation) Reopen(OpenMode::kAppend);
+  if (!opened_ || generation_ != state_->generation) Reopen();
   if (state_->size > 0 && state_->size + line.size() > max_bytes_) SwitchFile();
   if (file_ != nullptr && file_->Append(line) == os_error::kSuccess) state_->size += line.size();
 }

@@ -38,7 +38,8 @@ class FileTraceOutput final : public TraceOutput {
 
  private:
   bool WriterIsActive();
-  void Reopen(OpenMode mode);
+  std::string CurrentFileName() const;
+  void Reopen();
   void SwitchFile();
 
   FileSystem& files_;

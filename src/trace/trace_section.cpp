@@ -12,7 +12,7 @@ constexpr uint32_t kInitialising = 1;
 constexpr uint32_t kReady = 2;
 // A creator that has not finished after this long is taken to have died
 // half-way; the waiter initialises the section itself.
-constexpr auto kCreatorPatience = std::chrono::milliseconds(500);
+constexpr auto kCreatorPatience = std::chrono::seconds(2);
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 // Doubles for the trace tests: an in-memory registry, a clock that moves
-// when told, a process that keeps its debugger output, shared objects under
-// names of their own (removed afterwards) that can be made to fail, and the
+// when told, a process that keeps its debugger output, fake libraries, real
+// shared objects under names of their own that can be made to fail, and the
 // Env that bundles them with the real file system.
 #pragma once
 
@@ -16,43 +16,31 @@
 
 namespace q9::testing {
 
-class MemoryRegistryKey final : public RegistryKey {
+inline std::string Upper(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return upper;
+}
+
+// Holds the trace configuration key only, once a value is set.
+class MemoryRegistry final : public Registry, public RegistryKey {
  public:
-  explicit MemoryRegistryKey(std::map<std::string, RegistryValue> values)
-      : values_(std::move(values)) {}
-  bool QueryValue(std::string_view name, RegistryValue* value) const override {
-    // Names are stored in upper case.
-    std::string upper(name);
-    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    const auto it = values_.find(upper);
-    if (it == values_.end()) return false;
-    *value = it->second;
+  bool OpenKey(std::string_view path, std::unique_ptr<RegistryKey>* key) override {
+    if (values_.empty() || path != "Software\\KESTREL\\TELAN\\TrcParams") return false;
+    *key = std::make_unique<MemoryRegistry>(*this);
     return true;
   }
-
- private:
-  std::map<std::string, RegistryValue> values_;
-};
-
-// One key at most: the trace configuration.
-class MemoryRegistry final : public Registry {
- public:
-  bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override {
-    if (!has_key_ || key_path != "Software\\KESTREL\\TELAN\\TrcParams") return false;
-    *key = std::make_unique<MemoryRegistryKey>(values_);
-    return true;
+  bool QueryValue(std::string_view name, RegistryValue* value) const override {
+    const auto it = values_.find(Upper(name));
+    if (it != values_.end()) *value = it->second;
+    return it != values_.end();
   }
   void Set(const std::string& name, const std::string& text,
            RegistryType type = RegistryType::kString) {
-    has_key_ = true;
-    std::string upper(name);
-    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    values_[upper] = RegistryValue{type, text, {}};
+    values_[Upper(name)] = RegistryValue{type, text, {}};
   }
-  void CreateKey() { has_key_ = true; }
 
  private:
-  bool has_key_ = false;
   std::map<std::string, RegistryValue> values_;
 };
 
@@ -60,9 +48,7 @@ class ManualClock final : public Clock {
  public:
   uint64_t NowMicros() override { return micros; }
   std::time_t Now() override { return static_cast<std::time_t>(micros / 1'000'000); }
-  std::tm LocalTime(std::time_t t) override {
-    return *std::gmtime(&t);
-  }
+  std::tm LocalTime(std::time_t t) override { return *std::gmtime(&t); }
   void Advance(uint64_t seconds) { micros += seconds * 1'000'000; }
 
   uint64_t micros = 1'800'000'000'000'000;  // 2027-01-15 08:00:00 UTC
@@ -82,82 +68,54 @@ class RecordingProcess final : public Process {
   std::string debug_output;
 };
 
-// Real shared objects under names unique to this test process; fails
-// chosen operations on request.
-class TestSharedObjects final : public SharedObjects {
+// A library exists once a test lists its symbols.
+class FakeLibraries final : public DynamicLibraries, public DynamicLibrary {
+ public:
+  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override {
+    loaded_path = path;
+    if (symbols.empty()) return os_error::kModNotFound;
+    *library = std::make_unique<FakeLibraries>(*this);
+    return os_error::kSuccess;
+  }
+  void* Symbol(const char* name) override {
+    const auto it = symbols.find(name);
+    return it == symbols.end() ? nullptr : it->second;
+  }
+
+  std::map<std::string, void*> symbols;
+  std::string loaded_path;
+};
+
+class TestSharedObjects final : public PosixSharedObjects {
  public:
   OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
                           std::unique_ptr<SharedMemory>* memory) override {
-    if (map_error != 0) return map_error;
-    return real_.MapSharedMemory(name, min_size, create, memory);
-  }
-  OsError RemoveSharedMemory(const std::string& name) override {
-    return real_.RemoveSharedMemory(name);
+    return map_error != 0 ? map_error
+                          : PosixSharedObjects::MapSharedMemory(name, min_size, create, memory);
   }
   OsError InitSharedMutex(SharedMutexStorage* mutex) override {
-    if (mutex_error != 0) return mutex_error;
-    return real_.InitSharedMutex(mutex);
+    return mutex_error != 0 ? mutex_error : PosixSharedObjects::InitSharedMutex(mutex);
   }
-  MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override {
-    return real_.LockSharedMutex(mutex);
-  }
-  void UnlockSharedMutex(SharedMutexStorage* mutex) override { real_.UnlockSharedMutex(mutex); }
   OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override {
-    if (device_error != 0) return device_error;
-    return real_.OpenDevice(path, device);
-  }
-  OsError OpenSerialPort(const std::string& path, std::unique_ptr<WritableFile>* port) override {
-    return real_.OpenSerialPort(path, port);
+    return device_error != 0 ? device_error : PosixSharedObjects::OpenDevice(path, device);
   }
 
   OsError map_error = 0;
   OsError mutex_error = 0;
   OsError device_error = 0;
-
- private:
-  PosixSharedObjects real_;
-};
-
-// Libraries that exist only when a test lists their symbols.
-class FakeLibraries final : public DynamicLibraries {
- public:
-  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override {
-    loaded_path = path;
-    if (!present) return os_error::kModNotFound;
-    *library = std::make_unique<FakeLibrary>(symbols);
-    return os_error::kSuccess;
-  }
-
-  bool present = false;
-  std::map<std::string, void*> symbols;
-  std::string loaded_path;
-
- private:
-  class FakeLibrary final : public DynamicLibrary {
-   public:
-    explicit FakeLibrary(std::map<std::string, void*> symbols) : symbols_(std::move(symbols)) {}
-    void* Symbol(const char* name) override {
-      const auto it = symbols_.find(name);
-      return it == symbols_.end() ? nullptr : it->second;
-    }
-
-   private:
-    std::map<std::string, void*> symbols_;
-  };
 };
 
 // Object names no other test process uses.
 inline TraceObjectNames UniqueTraceNames() {
   static std::atomic<int> counter{0};
-  const std::string stem =
-      "/q9test-" + std::to_string(Env::Default().process().ProcessId()) + "-" + std::to_string(counter++) + "-";
+  const std::string stem = "/q9test-" + std::to_string(Env::Default().process().ProcessId()) +
+                           "-" + std::to_string(counter++) + "-";
   TraceObjectNames names;
   names.section = stem + "SECTION";
   names.ring = stem + "SDD";
   return names;
 }
 
-// The real file system and folders with the doubles above.
 struct TraceTestEnv {
   TraceTestEnv()
       : env(Env::Default().files(), registry, Env::Default().folders(), libraries, shared, clock,

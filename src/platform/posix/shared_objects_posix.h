@@ -6,7 +6,7 @@
 
 namespace q9 {
 
-class PosixSharedObjects final : public SharedObjects {
+class PosixSharedObjects : public SharedObjects {
  public:
   OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
                           std::unique_ptr<SharedMemory>* memory) override;

@@ -6,7 +6,6 @@
 
 #include <cstring>
 
-#include "platform/child_process.h"
 #include "temp_dir.h"
 
 namespace q9 {
@@ -44,24 +43,6 @@ TEST_F(PosixSharedObjectsTest, CreatesZeroedObjectsForTheGroupAndNeverShrinksThe
   ASSERT_EQ(shared_.RemoveSharedMemory(name_), 0);
   EXPECT_EQ(shared_.MapSharedMemory(name_, 0, false, &existing), 2);
   EXPECT_EQ(existing, nullptr);
-}
-
-TEST_F(PosixSharedObjectsTest, MutexOfADeadOwnerIsRecovered) {
-  std::unique_ptr<SharedMemory> memory;
-  ASSERT_EQ(shared_.MapSharedMemory(name_, sizeof(SharedMutexStorage), true, &memory), 0);
-  auto* mutex = static_cast<SharedMutexStorage*>(memory->address());
-  ASSERT_EQ(shared_.InitSharedMutex(mutex), 0);
-  ASSERT_EQ(shared_.LockSharedMutex(mutex), MutexLockResult::kLocked);
-  shared_.UnlockSharedMutex(mutex);
-
-  const auto lock_and_die = [&](int) {
-    return shared_.LockSharedMutex(mutex) == MutexLockResult::kLocked ? 0 : 1;
-  };
-  ASSERT_EQ(RunInChildProcesses(1, lock_and_die), std::vector<int>{0});
-  EXPECT_EQ(shared_.LockSharedMutex(mutex), MutexLockResult::kRecovered);
-  shared_.UnlockSharedMutex(mutex);
-  EXPECT_EQ(shared_.LockSharedMutex(mutex), MutexLockResult::kLocked);
-  shared_.UnlockSharedMutex(mutex);
 }
 
 TEST_F(PosixSharedObjectsTest, DevicesReportWhyTheyCannotBeOpened) {
