@@ -15,15 +15,11 @@ constinit std::atomic<uint32_t> idle_control{0};
 }  // namespace
 
 constinit Gate gate{{0}, {0}, {&idle_control}};
-
-void Reset() {
-  gate.level_mask.store(0);
-  gate.shared_control.store(&idle_control);
-  gate.control_copy.store(0);
-}
 }  // namespace trace_internal
 
 namespace {
+
+using trace_internal::gate;
 
 constexpr char kComponent[] = "IMP";
 
@@ -59,6 +55,7 @@ class ActiveClient {
   void OpenSection();
   bool Lock();
   void Unlock();
+  void StandDown();
   // Reads the configuration and opens the destination; under the lock.
   void Initialise();
   bool ConfigurationStale();
@@ -96,11 +93,18 @@ std::unique_ptr<ActiveClient> g_client;
 void ActiveClient::Start() {
   process_id_ = env_.process().ProcessId();
   OpenSection();
-  trace_internal::gate.shared_control.store(section_ != nullptr ? &section_->control_word()
-                                                                : &local_control_);
-  if (!Lock()) return;
+  gate.shared_control.store(section_ != nullptr ? &section_->control_word() : &local_control_);
+  if (!Lock()) return StandDown();
   Initialise();
   Unlock();
+}
+
+void ActiveClient::StandDown() {
+  // Another writer holds the mutex and does not let go. Waiting for it at
+  // every record would stall the program: tracing stays off until the
+  // control word changes again.
+  gate.control_copy.store(gate.shared_control.load()->load(std::memory_order_relaxed));
+  gate.level_mask.store(0);
 }
 
 void ActiveClient::OpenSection() {
@@ -146,8 +150,8 @@ void ActiveClient::Initialise() {
   }
   reading_time_stored_ = config_.consult_seconds != 0;
   reading_time_us_ = env_.clock().NowMicros();
-  trace_internal::gate.control_copy.store(control_copy);
-  trace_internal::gate.level_mask.store(config_.key_present ? config_.level_mask : 0);
+  gate.control_copy.store(control_copy);
+  gate.level_mask.store(config_.key_present ? config_.level_mask : 0);
 }
 
 bool ActiveClient::ConfigurationStale() {
@@ -155,7 +159,6 @@ bool ActiveClient::ConfigurationStale() {
       env_.clock().NowMicros() - reading_time_us_ >= uint64_t{config_.consult_seconds} * 1'000'000) {
     return true;
   }
-  const trace_internal::Gate& gate = trace_internal::gate;
   return gate.shared_control.load(std::memory_order_relaxed)->load(std::memory_order_relaxed) !=
          gate.control_copy.load(std::memory_order_relaxed);
 }
@@ -189,7 +192,7 @@ uint32_t ActiveClient::CurrentThreadId() {
 
 void ActiveClient::Write(const TraceSite& site, uint32_t level, const char* file, int line,
                          const char* format, va_list args) {
-  if (!Lock()) return;  // a writer that hangs on to the mutex costs this record
+  if (!Lock()) return StandDown();
   if (ConfigurationStale()) Initialise();
   if ((config_.level_mask & level) != 0 && output_ != nullptr && PassesSiteFilters(site)) {
     char message[kTraceRecordBufferSize];
@@ -245,7 +248,9 @@ void TraceClient::Start(Env& env, const char* module, const TraceObjectNames& na
 }
 
 void TraceClient::Stop() {
-  trace_internal::Reset();
+  gate.level_mask.store(0);
+  gate.shared_control.store(&trace_internal::idle_control);
+  gate.control_copy.store(0);
   g_client.reset();
 }
 

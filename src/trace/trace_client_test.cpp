@@ -9,7 +9,6 @@
 #include "temp_dir.h"
 #include "trace/trace.h"
 #include "trace/trace_engine_output.h"
-#include "trace/trace_ring.h"
 #include "trace/trace_test_env.h"
 
 namespace q9 {
@@ -110,24 +109,17 @@ TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\nImport:  still\n");
 }
 
-TEST_F(TraceClientTest, SharedMemoryDeviceAndSerialPortReceiveTheRecords) {
+TEST_F(TraceClientTest, DeviceAndSerialPortReceiveWholeLines) {
   t_.names.vxd_device = dir_.WriteFile("vxd", "");
   t_.names.com2 = dir_.WriteFile("ttyS1", "");
   UseDebuggerText("0x40");
-  t_.registry.Set("sm_size", "100000");
-  for (const char* output : {"vxd", "COM2", "SM"}) {
+  for (const char* output : {"vxd", "COM2"}) {
     t_.registry.Set("Output", output);
     t_.Start();
     Q9_TRACE(kImport, 64, "to %s", output);
   }
   EXPECT_EQ(ReadText(t_.names.vxd_device), "Import:  to vxd\n");
   EXPECT_EQ(ReadText(t_.names.com2), "Import:  to COM2\n");
-  std::unique_ptr<SharedMemory> ring;
-  ASSERT_EQ(t_.shared.MapSharedMemory(t_.names.ring, 0, false, &ring), 0);
-  EXPECT_EQ(ring->size(), 100000u);
-  std::vector<std::string> records;
-  TraceRingReader(ring->address(), ring->size()).ReadNew([&](auto r) { records.emplace_back(r); });
-  EXPECT_EQ(records, std::vector<std::string>{"Import:  to SM"});
   EXPECT_EQ(debug(), "");
 }
 
@@ -169,26 +161,9 @@ TEST_F(TraceClientTest, SectionAndMutexFailuresAreReportedAndTracingGoesOn) {
   EXPECT_EQ(debug(), "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  again\n");
 }
 
-// The fake engine logs what the client hands it.
+// What the fake engine was handed.
 std::vector<std::string> engine_calls;
 int engine_session = 0;
-
-void* FakeOpen(const char* settings, const char* meta, const char* version) {
-  engine_calls.push_back(std::string("open ") + settings + " " + meta + " " + version);
-  return &engine_session;
-}
-int32_t FakeCommand(void* session, const char* command) {
-  engine_calls.push_back(std::string("command ") + command);
-  return session == &engine_session ? 0 : 1;
-}
-int32_t FakeWrite(void*, uint32_t level, const char* record) {
-  engine_calls.push_back("write " + std::to_string(level) + " " + record);
-  return 0;
-}
-int32_t FakeClose(void*) {
-  engine_calls.push_back("close");
-  return 0;
-}
 
 TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
   UseDebuggerText("0x40");
@@ -201,16 +176,32 @@ TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
   EXPECT_EQ(debug(), "TraceClient error 0xC0001400: " + library + "\n");
 
   debug().clear();
-  t_.libraries.symbols = {{"TraceOpenA", reinterpret_cast<void*>(&FakeOpen)},
-                          {"TraceWrite", reinterpret_cast<void*>(&FakeWrite)},
-                          {"TraceClose", reinterpret_cast<void*>(&FakeClose)}};
+  const TraceOpenAFunction open = [](const char* settings, const char* meta, const char* version) {
+    engine_calls.push_back(std::string("open ") + settings + " " + meta + " " + version);
+    return static_cast<void*>(&engine_session);
+  };
+  const TraceWriteFunction write = [](void* session, uint32_t level, const char* record) {
+    engine_calls.push_back("write " + std::to_string(level) + " " + record);
+    return session == &engine_session ? 0 : 1;
+  };
+  const TraceCommandFunction command = [](void*, const char* text) {
+    engine_calls.push_back(std::string("command ") + text);
+    return 0;
+  };
+  const TraceCloseFunction close = [](void*) {
+    engine_calls.push_back("close");
+    return 0;
+  };
+  t_.libraries.symbols = {{"TraceOpenA", reinterpret_cast<void*>(open)},
+                          {"TraceWrite", reinterpret_cast<void*>(write)},
+                          {"TraceClose", reinterpret_cast<void*>(close)}};
   t_.Start();
   Q9_TRACE(kImport, 64, "nowhere");
   EXPECT_EQ(debug(), "TraceClient error 0xC0001401: TraceCommand\n");
   EXPECT_TRUE(engine_calls.empty());
 
   debug().clear();
-  t_.libraries.symbols["TraceCommand"] = reinterpret_cast<void*>(&FakeCommand);
+  t_.libraries.symbols["TraceCommand"] = reinterpret_cast<void*>(command);
   t_.Start();
   Q9_TRACE(kImport, 64, "engine record");
   TraceClient::Stop();
