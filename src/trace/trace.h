@@ -1,5 +1,5 @@
 // The trace interface every module uses. A record is formatted only when its
-// level is enabled, so a disabled call costs three loads and two compares.
+// level is enabled, so a disabled call costs four loads and two compares.
 //
 //   constexpr TraceSite kSite{"FileOperator", "CopyFiles: "};
 //   Q9_TRACE(kSite, 8, ">> Start");

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "platform/path.h"
+
 namespace q9 {
 namespace {
 
@@ -11,16 +13,6 @@ namespace {
 // one does not fit and is not read.
 constexpr size_t kValueBufferSize = 260;
 constexpr char kDefaultFileBase[] = "/tmp/Q9FILE";
-
-char UpperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
-
-bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (UpperAscii(a[i]) != UpperAscii(b[i])) return false;
-  }
-  return true;
-}
 
 std::string_view TrimBlanks(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -79,7 +71,7 @@ TraceFilterList TraceFilterList::Parse(std::string_view text) {
 
 bool TraceFilterList::HasName(std::string_view name) const {
   for (const std::string& entry : entries_) {
-    if (EqualsIgnoringCase(entry, name)) return true;
+    if (EqualsIgnoreCase(entry, name)) return true;
   }
   return false;
 }
@@ -106,9 +98,9 @@ uint32_t ParseTraceLevel(const std::string& text) {
 }
 
 TraceLayout ParseTraceLayout(const std::string& text) {
-  if (EqualsIgnoringCase(text, "SHORT")) return TraceLayout::kShort;
-  if (EqualsIgnoringCase(text, "TIME")) return TraceLayout::kTime;
-  if (EqualsIgnoringCase(text, "TEXT")) return TraceLayout::kText;
+  if (EqualsIgnoreCase(text, "SHORT")) return TraceLayout::kShort;
+  if (EqualsIgnoreCase(text, "TIME")) return TraceLayout::kTime;
+  if (EqualsIgnoreCase(text, "TEXT")) return TraceLayout::kText;
   return TraceLayout::kStandard;
 }
 
@@ -123,7 +115,7 @@ bool ParseTraceOutput(const std::string& text, TraceOutputKind* output) {
       {"DBG", TraceOutputKind::kDebugger},     {"Q9TRACEENGINE", TraceOutputKind::kTraceEngine},
   };
   for (const auto& known : kOutputs) {
-    if (EqualsIgnoringCase(text, known.name)) {
+    if (EqualsIgnoreCase(text, known.name)) {
       *output = known.kind;
       return true;
     }
@@ -154,10 +146,10 @@ TraceConfig ReadTraceConfig(Registry& registry) {
 
 std::string TraceFileBase(const TraceConfig& config) {
   if (config.path.empty() && config.file_name.empty()) return kDefaultFileBase;
-  if (config.path.empty() || config.file_name.empty() || config.path.back() == '/') {
+  if (!config.path.empty() && config.path.back() == kPathSeparator) {
     return config.path + config.file_name;
   }
-  return config.path + "/" + config.file_name;
+  return JoinPath(config.path, config.file_name);
 }
 
 }  // namespace q9

@@ -5,6 +5,8 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "platform/path.h"
+
 namespace q9 {
 namespace {
 
@@ -12,11 +14,6 @@ constexpr char kShortLayout[] = "%s %s %s %s %s%s %s %s";
 constexpr char kStandardLayout[] = "%s %s P%09dT%09d %s %s %s%s %s %s,%s %s %s";
 constexpr char kTimeLayout[] = "%s %s %s %s %s%s %s %s %s";
 constexpr char kTextLayout[] = "%s %s";
-
-const char* BaseName(const char* path) {
-  const char* slash = std::strrchr(path, '/');
-  return slash != nullptr ? slash + 1 : path;
-}
 
 // Appends to a fixed buffer and drops whatever does not fit, keeping room
 // for the terminator.
