@@ -5,7 +5,6 @@
 #pragma once
 
 #include <atomic>
-#include <cctype>
 #include <ctime>
 #include <map>
 #include <string>
@@ -16,13 +15,8 @@
 
 namespace q9::testing {
 
-inline std::string Upper(std::string_view text) {
-  std::string upper(text);
-  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return upper;
-}
-
-// Holds the trace configuration key only, once a value is set.
+// Holds the trace configuration key only, once a value is set. Value names
+// are matched as spelled.
 class MemoryRegistry final : public Registry, public RegistryKey {
  public:
   bool OpenKey(std::string_view path, std::unique_ptr<RegistryKey>* key) override {
@@ -31,13 +25,13 @@ class MemoryRegistry final : public Registry, public RegistryKey {
     return true;
   }
   bool QueryValue(std::string_view name, RegistryValue* value) const override {
-    const auto it = values_.find(Upper(name));
+    const auto it = values_.find(std::string(name));
     if (it != values_.end()) *value = it->second;
     return it != values_.end();
   }
   void Set(const std::string& name, const std::string& text,
            RegistryType type = RegistryType::kString) {
-    values_[Upper(name)] = RegistryValue{type, text, {}};
+    values_[name] = RegistryValue{type, text, {}};
   }
 
  private:
