@@ -1,5 +1,6 @@
 #include "trace/trace_outputs.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/shared_objects.h"

@@ -26,7 +26,7 @@ std::unique_ptr<TraceSection> TraceSection::Open(SharedObjects& shared, const st
     *failure = Failure::kSection;
     return nullptr;
   }
-  std::unique_ptr<TraceSection> section(new TraceSection(shared, std::move(memory)));
+  auto section = std::make_unique<TraceSection>(shared, std::move(memory));
   *error = section->InitialiseOnce();
   if (*error != os_error::kSuccess) {
     *failure = Failure::kMutex;

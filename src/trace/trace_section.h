@@ -51,14 +51,16 @@ class TraceSection {
   static std::unique_ptr<TraceSection> Open(SharedObjects& shared, const std::string& name,
                                             Failure* failure, OsError* error);
 
+  // Use Open(); this only adopts a mapping.
+  TraceSection(SharedObjects& shared, std::unique_ptr<SharedMemory> memory)
+      : shared_(shared), memory_(std::move(memory)) {}
+
   std::atomic<uint32_t>& control_word() { return layout().control_word; }
   TraceFileState& file_state() { return layout().file; }
   MutexLockResult Lock() { return shared_.LockSharedMutex(&layout().mutex); }
   void Unlock() { shared_.UnlockSharedMutex(&layout().mutex); }
 
  private:
-  TraceSection(SharedObjects& shared, std::unique_ptr<SharedMemory> memory)
-      : shared_(shared), memory_(std::move(memory)) {}
   TraceSectionLayout& layout() {
     return *static_cast<TraceSectionLayout*>(memory_->address());
   }
