@@ -1,6 +1,5 @@
 #include "trace/trace_config.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <limits>
 
@@ -28,13 +27,11 @@ bool ReadString(const RegistryKey& key, std::string_view name, std::string* text
   return true;
 }
 
-// Decimal number, or 0 when the text holds none or a negative one.
+// Decimal number (saturated when too large), or 0 when the text holds none
+// or a negative one.
 uint64_t ParsePositiveDecimal(const std::string& text) {
-  errno = 0;
-  char* end = nullptr;
-  const long long value = std::strtoll(text.c_str(), &end, 10);
-  if (end == text.c_str() || value <= 0) return 0;
-  return errno == ERANGE ? std::numeric_limits<long long>::max() : static_cast<uint64_t>(value);
+  const long long value = std::strtoll(text.c_str(), nullptr, 10);
+  return value > 0 ? static_cast<uint64_t>(value) : 0;
 }
 
 void ReadOutputSettings(const RegistryKey& key, TraceConfig* config) {
@@ -84,17 +81,15 @@ bool TraceFilterList::OccursIn(std::string_view text) const {
 }
 
 uint32_t ParseTraceLevel(const std::string& text) {
-  errno = 0;
-  const unsigned long long value = std::strtoull(text.c_str(), nullptr, 0);
-  if (errno == ERANGE || value > std::numeric_limits<uint32_t>::max()) {
-    // A negative text wraps as it does in 32 bits; a number too large saturates.
-    const long long signed_value = std::strtoll(text.c_str(), nullptr, 0);
-    if (signed_value < 0 && signed_value >= std::numeric_limits<int32_t>::min()) {
-      return static_cast<uint32_t>(static_cast<int32_t>(signed_value));
-    }
-    return std::numeric_limits<uint32_t>::max();
-  }
-  return static_cast<uint32_t>(value);
+  constexpr uint64_t kMax = std::numeric_limits<uint32_t>::max();
+  // strtoull negates a leading minus in 64 bits; cut to 32 bits that is the
+  // value a 32-bit strtoul gives ("-1" is every level). Numbers beyond 32
+  // bits saturate, either way.
+  const uint64_t value = std::strtoull(text.c_str(), nullptr, 0);
+  const size_t first = text.find_first_not_of(" \t");
+  const bool negative = first != std::string::npos && text[first] == '-';
+  const uint64_t magnitude = negative ? uint64_t{0} - value : value;
+  return magnitude > kMax ? static_cast<uint32_t>(kMax) : static_cast<uint32_t>(value);
 }
 
 TraceLayout ParseTraceLayout(const std::string& text) {
