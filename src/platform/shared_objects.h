@@ -53,13 +53,14 @@ class SharedObjects {
   virtual MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) = 0;
   virtual void UnlockSharedMutex(SharedMutexStorage* mutex) = 0;
 
-  // Opens a character device for writing, the way a dynamically loaded
-  // driver is opened: exclusively and without creating it. A device whose
+  // Opens a character device for writing without creating it; writes never
+  // block (a record the device cannot take now is lost). A device whose
   // driver does not take requests reports 50 (not supported).
   [[nodiscard]] virtual OsError OpenDevice(const std::string& path,
                                            std::unique_ptr<WritableFile>* device) = 0;
   // Opens a serial port for writing at 9600 baud, 8 data bits, no parity,
-  // one stop bit. Something that is not a terminal is written as it is.
+  // one stop bit, writes never blocking. Something that is not a terminal is
+  // written as it is.
   [[nodiscard]] virtual OsError OpenSerialPort(const std::string& path,
                                                std::unique_ptr<WritableFile>* port) = 0;
 };
