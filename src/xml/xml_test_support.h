@@ -8,18 +8,13 @@
 #include <vector>
 
 #include "platform/env.h"
+#include "trace_capture.h"
 
 namespace q9::testing {
 
-struct TraceLine {
-  std::string module;
-  std::string function;
-  uint32_t level = 0;
-  std::string text;
-};
-
-// Every trace record since the last ClearTraces(), in order.
-const std::vector<TraceLine>& CapturedTraces();
+// Every trace record since the last ClearTraces(), in order. The trace client
+// is started for the test binary on first use.
+std::vector<TraceLine> CapturedTraces();
 void ClearTraces();
 // True when a record of `function` at `level` has exactly the text `text`.
 bool HasTrace(std::string_view function, uint32_t level, std::string_view text);

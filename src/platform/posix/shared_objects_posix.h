@@ -1,11 +1,21 @@
-// Named shared objects on POSIX: shared-memory objects and robust
-// process-shared mutexes.
+// Named shared objects on POSIX: shared-memory objects under /dev/shm,
+// robust process-shared pthread mutexes, character devices and serial ports.
 #pragma once
 
 #include "platform/shared_objects.h"
 
 namespace q9 {
 
-class PosixSharedObjects final : public SharedObjects {};
+class PosixSharedObjects : public SharedObjects {
+ public:
+  OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
+                          std::unique_ptr<SharedMemory>* memory) override;
+  OsError RemoveSharedMemory(const std::string& name) override;
+  OsError InitSharedMutex(SharedMutexStorage* mutex) override;
+  MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
+  void UnlockSharedMutex(SharedMutexStorage* mutex) override;
+  OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
+  OsError OpenSerialPort(const std::string& path, std::unique_ptr<WritableFile>* port) override;
+};
 
 }  // namespace q9

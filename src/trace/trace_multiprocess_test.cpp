@@ -1,0 +1,137 @@
+// Several processes tracing through one section at once.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <regex>
+#include <sstream>
+
+#include "platform/child_process.h"
+#include "temp_dir.h"
+#include "trace/trace.h"
+#include "trace/trace_ring.h"
+#include "trace/trace_test_env.h"
+
+namespace q9 {
+namespace {
+
+constexpr TraceSite kWriter{"Merge", "Writer: "};
+constexpr int kRecords = 1500;
+
+class TraceProcessesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    t_.registry.Set("Level", "0x40");
+    t_.registry.Set("Path", dir_.path());
+    t_.registry.Set("FileName", "shared");
+  }
+  // Two children start their own clients, as separate programs would, and
+  // trace at the same time.
+  void RunTwoWriters() {
+    const auto writer = [this](int child) {
+      t_.Start();
+      for (int i = 0; i < kRecords; ++i) {
+        Q9_TRACE(kWriter, 64, "child %d record %d %s", child, i, std::string(120, 'x').c_str());
+      }
+      return 0;
+    };
+    ASSERT_EQ(RunInChildProcesses(2, writer), (std::vector<int>{0, 0}));
+  }
+  // Checks that every line is one whole record and that each child's
+  // records keep their order; returns the number of records per child.
+  static std::map<int, int> CheckWholeRecords(const std::string& text) {
+    const std::regex record(
+        "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d P\\d{9}T000000007 L0040 IMP "
+        "Merge\\(trace_multiprocess_test\\.cpp:\\d+\\) q9cfgImp64x \\d+,\\d+ Writer:  "
+        "child (\\d) record (\\d+) x{120}");
+    std::map<int, int> next, counts;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+      std::smatch match;
+      if (!std::regex_match(line, match, record)) {
+        ADD_FAILURE() << "not a whole record: " << line;
+        continue;
+      }
+      const int child = std::stoi(match[1]);
+      EXPECT_GE(std::stoi(match[2]), next[child]) << line;
+      next[child] = std::stoi(match[2]) + 1;
+      ++counts[child];
+    }
+    return counts;
+  }
+
+  testing::TempDir dir_;
+  testing::TraceTestEnv t_;
+};
+
+TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToOneFile) {
+  RunTwoWriters();
+  EXPECT_EQ(CheckWholeRecords(testing::ReadText(dir_.Path("shared1.TRC"))),
+            (std::map<int, int>{{0, kRecords}, {1, kRecords}}));
+}
+
+TEST_F(TraceProcessesTest, TwoProcessesSwitchFilesTogether) {
+  t_.registry.Set("Byte/File", "60000");
+  RunTwoWriters();
+  size_t largest = 0;
+  for (const char* file : {"shared1.TRC", "shared2.TRC"}) {
+    const std::string text = testing::ReadText(dir_.Path(file));
+    EXPECT_LE(text.size(), 60000u);
+    largest = std::max(largest, text.size());
+    CheckWholeRecords(text);
+  }
+  // The file left at the last switch was full up to the record that did not
+  // fit; writers that lose track of each other leave holes.
+  EXPECT_GT(largest, 60000u - 300);
+}
+
+TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToSharedMemory) {
+  t_.registry.Set("Output", "SM");
+  t_.registry.Set("sm_size", std::to_string(sizeof(TraceRingHeader) + 4000 * sizeof(TraceRingSlot)));
+  RunTwoWriters();
+  std::unique_ptr<SharedMemory> memory;
+  ASSERT_EQ(t_.shared.MapSharedMemory(t_.names.ring, 0, false, &memory), 0);
+  std::string text;
+  TraceRingReader(memory->address(), memory->size()).ReadNew([&](std::string_view r) {
+    text.append(r).append("\n");
+  });
+  EXPECT_EQ(CheckWholeRecords(text), (std::map<int, int>{{0, kRecords}, {1, kRecords}}));
+}
+
+TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
+  const auto die_holding_the_mutex = [this](int) {
+    TraceSection::Failure failure;
+    OsError error;
+    // Static, so the section stays mapped until the process ends, as it
+    // does when a writer is killed inside a record.
+    static std::unique_ptr<TraceSection> section;
+    section = TraceSection::Open(t_.shared, t_.names.section, &failure, &error);
+    return section != nullptr && section->Lock() == MutexLockResult::kLocked ? 0 : 1;
+  };
+  ASSERT_EQ(RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
+  t_.registry.Set("Output", "DBG");
+  t_.registry.Set("Format", "TEXT");
+  t_.Start();
+  Q9_TRACE(kWriter, 64, "first");
+  Q9_TRACE(kWriter, 64, "second");
+  EXPECT_EQ(t_.process.debug_output, "Writer:  first\nWriter:  second\n");
+}
+
+TEST_F(TraceProcessesTest, ControlWordChangedByAnotherProcessTakesEffectAtTheNextRecord) {
+  t_.registry.Set("Output", "DBG");
+  t_.registry.Set("Format", "TEXT");
+  t_.Start();
+  t_.registry.Set("Level", "0x10");
+  Q9_TRACE(kWriter, 16, "unseen");
+  const auto signal = [this](int) {
+    return SignalTraceReconfiguration(t_.shared, t_.names.section) == 0 ? 0 : 1;
+  };
+  ASSERT_EQ(RunInChildProcesses(1, signal), std::vector<int>{0});
+  EXPECT_TRUE(TraceLevelEnabled(128));  // the writer must look first
+  Q9_TRACE(kWriter, 64, "dropped under the new level");
+  Q9_TRACE(kWriter, 16, "seen");
+  EXPECT_EQ(t_.process.debug_output, "Writer:  seen\n");
+  EXPECT_FALSE(TraceLevelEnabled(128));
+}
+
+}  // namespace
+}  // namespace q9
