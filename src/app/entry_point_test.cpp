@@ -7,6 +7,7 @@
 
 #include "temp_dir.h"
 #include "test_env.h"
+#include "trace_capture.h"
 
 namespace q9 {
 namespace {
@@ -101,6 +102,34 @@ TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
 TEST_F(EntryPointTest, AlreadyInitialisedComIsFine) {
   test_.process.com_result = 1;
   EXPECT_EQ(Run({"-u"}), PGSP_OK);
+}
+
+TEST_F(EntryPointTest, StartUpTracesEveryStepWithItsTexts) {
+  testing::TraceCapture trace(test_);
+  EXPECT_EQ(Run({"-u", "d=/x", "three"}), PGSP_OK);
+  EXPECT_EQ(trace.Messages("wmain: "),
+            (std::vector<std::string>{">> Start", " Number of comand line arguments 3",
+                                      "First  Command Line Argument: -u",
+                                      "Second Command Line Argument: d=/x",
+                                      "Third  Command Line Argument: three",
+                                      "Forth  Command Line Argument: ", "CoInitializeEx result=0",
+                                      "Using Install/Uninstall argument: -u",
+                                      "Using Program Files argument: ",
+                                      "Using ProgramData argument: =/x",
+                                      "Using Export argument: ", "<< return lRet = 0"}));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 8, ">> Start"));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 128, "<< return lRet = 0"));
+  EXPECT_TRUE(trace.Has("Installer", "Uninstall: ", 64, "5 second waiting loop"));
+}
+
+TEST_F(EntryPointTest, DefaultModeAndComFailureAreTraced) {
+  testing::TraceCapture trace(test_);
+  test_.process.com_result = 5;
+  EXPECT_EQ(Run({}), ERR_CANT_CREATE_COM_INSTANCE);
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "Install/Uninstall argument not found. Use default: -up"));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "CoInitializeEx result=5"));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "COM Library has not been initialized"));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 128, "return ERR_CANT_CREATE_COM_INSTANCE"));
 }
 
 TEST_F(EntryPointTest, FailedTraceSecurityEndsTheRunWithItsErrorAndNoLog) {

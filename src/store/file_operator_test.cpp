@@ -6,6 +6,7 @@
 
 #include "temp_dir.h"
 #include "test_env.h"
+#include "trace_capture.h"
 
 namespace q9 {
 namespace {
@@ -15,6 +16,7 @@ using testing::ReadText;
 using testing::StringFile;
 using testing::TempDir;
 using testing::TestEnv;
+using testing::TraceCapture;
 
 class FileOperatorTest : public ::testing::Test {
  protected:
@@ -164,6 +166,46 @@ TEST_F(FileOperatorTest, EnumSchemesCountsOnlyLowerCaseXsdNames) {
   ASSERT_EQ(files_.EnumSchemes(dir_.Path("s"), 1, &name), PGSP_OK);
   EXPECT_EQ(name, "c.xsd");
   EXPECT_EQ(files_.EnumSchemes(dir_.Path("s"), 2, &name), PGSP_ERR_NO_MORE_ITEMS);
+}
+
+TEST_F(FileOperatorTest, FailedCopyTracesItsStepsAndTheOsError) {
+  TraceCapture trace;
+  const std::string from = dir_.WriteFile("a.xml", "A");
+  const std::string to = dir_.WriteFile("b.xml", "B");
+  ASSERT_EQ(files_.CopyFiles(log_, from, to, 0), ERR_COPY_FAILED);
+  EXPECT_EQ(trace.Messages("CopyFiles: "),
+            (std::vector<std::string>{">> Start", "From: " + from + ",  To: " + to + ",",
+                                      "Cannot copy file " + from, "GetLastError() = 80",
+                                      "<< return lRet = 8512"}));
+  EXPECT_TRUE(trace.Has("FileOperator", "CopyFiles: ", 128, "<< return lRet = 8512"));
+  EXPECT_TRUE(trace.Has("FileOperator", "CopyFiles: ", 8, ">> Start"));
+}
+
+TEST_F(FileOperatorTest, PrimitivesTraceTheirOutcomesAtTheirLevels) {
+  TraceCapture trace;
+  const std::string folder = dir_.Path("made");
+  ASSERT_EQ(files_.CreateDir(log_, folder), PGSP_OK);
+  ASSERT_EQ(files_.CreateDir(log_, folder), ERR_CREATE_DIRECTORY_FAILED);
+  EXPECT_TRUE(trace.Has("FileOperator", "CreateDir: ", 128,
+                        "Successfully created directory: " + folder));
+  EXPECT_TRUE(trace.Has("FileOperator", "CreateDir: ", 128,
+                        "Creating directory: " + folder + "  failed with: 183 "));
+  std::string name;
+  ASSERT_EQ(files_.EnumSchemes(dir_.Path("none"), 0, &name), 3);
+  EXPECT_TRUE(trace.Has("FileOperator", "EnumSchemes: ", 16, "<< FindFirstFile failed! LastError: 3"));
+  ASSERT_EQ(files_.EnumFile(folder, 0, &name), PGSP_ERR_NO_MORE_ITEMS);
+  EXPECT_TRUE(trace.Has("FileOperator", "EnumFile: ", 16,
+                        "<< FindFirstFile returned with PGSP_ERR_NO_MORE_ITEMS!"));
+  ASSERT_EQ(files_.DeleteDirectory(folder), PGSP_OK);
+  EXPECT_EQ(trace.Messages("DeleteDirectory: "),
+            (std::vector<std::string>{"Delete existing directory: " + folder,
+                                      "<< return lRet = 0"}));
+  trace.Clear();
+  ASSERT_EQ(files_.DeleteDirectory(""), PGSP_ERR_INVALID_PARAMETERS);
+  ASSERT_EQ(files_.DeleteFiles(log_, folder), ERR_DELETE_FAILED);
+  EXPECT_EQ(trace.Messages("DeleteDirectory: "), std::vector<std::string>{});
+  EXPECT_TRUE(trace.Has("FileOperator", "DeleteFiles: ", 128,
+                        "Deleting file: " + folder + "  failed!"));
 }
 
 }  // namespace

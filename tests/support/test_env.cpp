@@ -1,6 +1,7 @@
 #include "test_env.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace q9::testing {
 namespace {
@@ -63,8 +64,60 @@ bool FakeRegistry::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKe
   return true;
 }
 
+IsolatedSharedObjects::IsolatedSharedObjects() : real_(Env::Default().shared()) {
+  static std::atomic<int> counter{0};
+  stem_ = "/q9test-" + std::to_string(Env::Default().process().ProcessId()) + "-" +
+          std::to_string(counter++) + "-";
+}
+
+IsolatedSharedObjects::~IsolatedSharedObjects() {
+  for (const std::string& name : created_) (void)real_.RemoveSharedMemory(name);
+}
+
+std::string IsolatedSharedObjects::Isolated(const std::string& name) const {
+  return stem_ + (name.starts_with('/') ? name.substr(1) : name);
+}
+
+OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t min_size,
+                                               bool create,
+                                               std::unique_ptr<SharedMemory>* memory) {
+  const std::string real_name = Isolated(name);
+  const OsError error = real_.MapSharedMemory(real_name, min_size, create, memory);
+  if (error == 0 && create &&
+      std::find(created_.begin(), created_.end(), real_name) == created_.end()) {
+    created_.push_back(real_name);
+  }
+  return error;
+}
+
+OsError IsolatedSharedObjects::RemoveSharedMemory(const std::string& name) {
+  return real_.RemoveSharedMemory(Isolated(name));
+}
+
+OsError IsolatedSharedObjects::InitSharedMutex(SharedMutexStorage* mutex) {
+  return real_.InitSharedMutex(mutex);
+}
+
+MutexLockResult IsolatedSharedObjects::LockSharedMutex(SharedMutexStorage* mutex) {
+  return real_.LockSharedMutex(mutex);
+}
+
+void IsolatedSharedObjects::UnlockSharedMutex(SharedMutexStorage* mutex) {
+  real_.UnlockSharedMutex(mutex);
+}
+
+OsError IsolatedSharedObjects::OpenDevice(const std::string& path,
+                                          std::unique_ptr<WritableFile>* device) {
+  return real_.OpenDevice(path, device);
+}
+
+OsError IsolatedSharedObjects::OpenSerialPort(const std::string& path,
+                                              std::unique_ptr<WritableFile>* port) {
+  return real_.OpenSerialPort(path, port);
+}
+
 TestEnv::TestEnv()
-    : env(Env::Default().files(), registry, folders, Env::Default().libraries(),
-          Env::Default().shared(), Env::Default().clock(), process) {}
+    : env(Env::Default().files(), registry, folders, Env::Default().libraries(), shared,
+          Env::Default().clock(), process) {}
 
 }  // namespace q9::testing

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/env.h"
+#include "platform/shared_objects.h"
 
 namespace q9::testing {
 
@@ -57,11 +58,38 @@ class FakeRegistry : public Registry {
   std::map<std::string, std::map<std::string, RegistryValue>> keys_;  // lower-cased
 };
 
+// The real shared objects under names of this test process's own, so tests
+// never meet the machine's trace section or each other's; the objects are
+// removed when it goes away.
+class IsolatedSharedObjects : public SharedObjects {
+ public:
+  IsolatedSharedObjects();
+  ~IsolatedSharedObjects() override;
+
+  OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
+                          std::unique_ptr<SharedMemory>* memory) override;
+  OsError RemoveSharedMemory(const std::string& name) override;
+  OsError InitSharedMutex(SharedMutexStorage* mutex) override;
+  MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
+  void UnlockSharedMutex(SharedMutexStorage* mutex) override;
+  OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
+  OsError OpenSerialPort(const std::string& path, std::unique_ptr<WritableFile>* port) override;
+
+  // The name the real object has for `name`.
+  std::string Isolated(const std::string& name) const;
+
+ private:
+  SharedObjects& real_;
+  std::string stem_;
+  std::vector<std::string> created_;
+};
+
 struct TestEnv {
   TestEnv();
   FakeProcess process;
   FakeKnownFolders folders;
   FakeRegistry registry;
+  IsolatedSharedObjects shared;
   Env env;
 };
 

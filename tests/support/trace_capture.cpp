@@ -1,21 +1,13 @@
 #include "trace_capture.h"
 
-#include <atomic>
 #include <cstdlib>
 
-#include "platform/shared_objects.h"
 #include "trace/trace_client.h"
 
 namespace q9::testing {
 namespace {
 
 constexpr const char* kTraceKey = "Software\\KESTREL\\TELAN\\TrcParams";
-
-std::string UniqueStem() {
-  static std::atomic<int> counter{0};
-  return "/q9capture-" + std::to_string(Env::Default().process().ProcessId()) + "-" +
-         std::to_string(counter++) + "-";
-}
 
 // One short-layout record: "time level IMP process module(file:line)
 // function message", the function label ending in ": ".
@@ -44,26 +36,24 @@ bool ParseShortRecord(std::string_view record, TraceLine* line) {
 
 }  // namespace
 
-TraceCapture::TraceCapture() {
-  trace_env_.registry.SetString(kTraceKey, "Level", "0xFFFFFFFF");
-  trace_env_.registry.SetString(kTraceKey, "Output", "DBG");
-  trace_env_.registry.SetString(kTraceKey, "Format", "SHORT");
-  const std::string stem = UniqueStem();
-  TraceObjectNames names;
-  names.section = section_ = stem + "SECTION";
-  names.ring = ring_ = stem + "SDD";
-  TraceClient::Start(trace_env_.env, "q9cfgImp64x", names);
+TraceCapture::TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_env_) {
+  Configure();
 }
 
-TraceCapture::~TraceCapture() {
-  TraceClient::Stop();
-  (void)trace_env_.env.shared().RemoveSharedMemory(section_);
-  (void)trace_env_.env.shared().RemoveSharedMemory(ring_);
+TraceCapture::TraceCapture(TestEnv& env) : env_(env) { Configure(); }
+
+void TraceCapture::Configure() {
+  env_.registry.SetString(kTraceKey, "Level", "0xFFFFFFFF");
+  env_.registry.SetString(kTraceKey, "Output", "DBG");
+  env_.registry.SetString(kTraceKey, "Format", "SHORT");
+  TraceClient::Start(env_.env, "q9cfgImp64x");
 }
+
+TraceCapture::~TraceCapture() { TraceClient::Stop(); }
 
 std::vector<TraceLine> TraceCapture::Lines() const {
   std::vector<TraceLine> lines;
-  const std::string& output = trace_env_.process.debug_output;
+  const std::string& output = env_.process.debug_output;
   size_t start = 0;
   while (start < output.size()) {
     size_t end = output.find('\n', start);
@@ -77,7 +67,7 @@ std::vector<TraceLine> TraceCapture::Lines() const {
   return lines;
 }
 
-void TraceCapture::Clear() { trace_env_.process.debug_output.clear(); }
+void TraceCapture::Clear() { env_.process.debug_output.clear(); }
 
 bool TraceCapture::Has(std::string_view module, std::string_view function, uint32_t level,
                        std::string_view text) const {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,11 @@ struct TraceLine {
 
 class TraceCapture {
  public:
+  // Traces on an Env of its own.
   TraceCapture();
+  // Traces on `env`: its registry gets the trace configuration, so a client
+  // that the code under test starts again on `env` keeps tracing to it.
+  explicit TraceCapture(TestEnv& env);
   TraceCapture(const TraceCapture&) = delete;
   TraceCapture& operator=(const TraceCapture&) = delete;
   ~TraceCapture();
@@ -37,9 +42,10 @@ class TraceCapture {
   std::vector<std::string> Messages(std::string_view function) const;
 
  private:
-  TestEnv trace_env_;
-  std::string section_;
-  std::string ring_;
+  void Configure();
+
+  std::unique_ptr<TestEnv> own_env_;
+  TestEnv& env_;
 };
 
 }  // namespace q9::testing
