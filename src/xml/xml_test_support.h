@@ -63,16 +63,6 @@ class RecordingFileSystem final : public FileSystem {
   std::vector<std::string> reads_;
 };
 
-// The default Env with `files` in place of its file system.
-class EnvWithFiles {
- public:
-  explicit EnvWithFiles(FileSystem& files);
-  Env& env() { return env_; }
-
- private:
-  Env env_;
-};
-
 // Names of the entries of `dir` that start with the temporary-file prefix of
 // atomic writes (".q9tmp-").
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir);

@@ -143,7 +143,4 @@ Env EnvWithFileSystem(FileSystem& files) {
              real.clock(), real.process());
 }
 
-FaultInjectionEnv::FaultInjectionEnv()
-    : files_(Env::Default().files()), env_(EnvWithFileSystem(files_)) {}
-
 }  // namespace q9::testing

@@ -70,19 +70,4 @@ class FaultInjectionFileSystem final : public FileSystem {
 // Env::Default() with `files` in place of its file system.
 Env EnvWithFileSystem(FileSystem& files);
 
-// The real Env with a FaultInjectionFileSystem over the real file system.
-class FaultInjectionEnv {
- public:
-  FaultInjectionEnv();
-  FaultInjectionEnv(const FaultInjectionEnv&) = delete;
-  FaultInjectionEnv& operator=(const FaultInjectionEnv&) = delete;
-
-  Env& env() { return env_; }
-  FaultInjectionFileSystem& files() { return files_; }
-
- private:
-  FaultInjectionFileSystem files_;
-  Env env_;
-};
-
 }  // namespace q9::testing
