@@ -130,38 +130,35 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
   names_.vxd_device = dir_.Path("no-such-device");
   names_.com1 = dir_.Path("no-such-port");
   UseDebuggerText("0x40");
-  const std::pair<const char*, const char*> cases[] = {
-      {"VXD", "Unable to open VxD, got error code !\n"},
-      {"PIPE", "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
-      {"COM1", ""},
+  struct Case {
+    const char* output;
+    OsError map_error, mutex_error, device_error;
+    const char* report;
   };
-  for (const auto& [output, report] : cases) {
+  const Case cases[] = {
+      // Only the maker of the section initialises its mutex: this case goes first.
+      {"DBG", 0, 31, 0,
+       "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  still traced\n"},
+      {"VXD", 0, 0, 0, "Unable to open VxD, got error code !\n"},
+      {"VXD", 0, 0, os_error::kNotSupported,
+       "Unable to open VxD, device does not support DeviceIOCTL\n"},
+      {"PIPE", 0, 0, 0,
+       "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
+      {"COM1", 0, 0, 0, ""},
+      // A section that fails does not stop the records.
+      {"DBG", 5, 0, 0,
+       "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  still traced\n"},
+  };
+  for (const Case& c : cases) {
     debug().clear();
-    t_.SetTrace("Output", output);
+    t_.SetTrace("Output", c.output);
+    t_.shared.map_error = c.map_error;
+    t_.shared.mutex_error = c.mutex_error;
+    t_.shared.device_error = c.device_error;
     Start();
-    Q9_TRACE(kImport, 64, "lost");
-    EXPECT_EQ(debug(), report) << output;
+    Q9_TRACE(kImport, 64, "still traced");
+    EXPECT_EQ(debug(), c.report) << c.output << " " << c.map_error << c.mutex_error;
   }
-  debug().clear();
-  t_.shared.device_error = os_error::kNotSupported;
-  t_.SetTrace("Output", "VXD");
-  Start();
-  EXPECT_EQ(debug(), "Unable to open VxD, device does not support DeviceIOCTL\n");
-}
-
-TEST_F(TraceClientTest, SectionAndMutexFailuresAreReportedAndTracingGoesOn) {
-  UseDebuggerText("0x40");
-  t_.shared.map_error = 5;
-  Start();
-  Q9_TRACE(kImport, 64, "still traced");
-  EXPECT_EQ(debug(), "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  still traced\n");
-
-  debug().clear();
-  t_.shared.map_error = 0;
-  t_.shared.mutex_error = 31;
-  Start();
-  Q9_TRACE(kImport, 64, "again");
-  EXPECT_EQ(debug(), "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  again\n");
 }
 
 // What the fake engine was handed.

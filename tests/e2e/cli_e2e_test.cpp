@@ -61,17 +61,6 @@ TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
   EXPECT_LE(stamp, first_line_stamp);
 }
 
-TEST_F(CliTest, CountsEveryArgumentButReadsOnlyTheFirstFour) {
-  runner_.WriteStoreRegistry(files_, data_);
-  EXPECT_EQ(runner_.Run({"x", "y", "z", "w", "-u"}), 1);  // "-u" is the fifth: Update
-  EXPECT_TRUE(LogHas("Number of cmd-arguments: 5"));
-  EXPECT_TRUE(LogHas("Chosen install-mode is: -up"));
-  EXPECT_EQ(runner_.Run({"x", "y", "-u"}), 0);
-  EXPECT_TRUE(LogHas("Using Install/Uninstall argument: -u"));
-  EXPECT_EQ(runner_.Run({"-U"}), 1);
-  EXPECT_TRUE(LogHas("Chosen install-mode is: -up"));
-}
-
 TEST_F(CliTest, KeyValueRootsKeepTheirEqualsSignAndFallThroughToTheRegistry) {
   runner_.WriteStoreRegistry(files_, data_);
   EXPECT_EQ(runner_.Run({"-u", "t=" + files_, "-d=" + data_}), 0);
@@ -79,15 +68,6 @@ TEST_F(CliTest, KeyValueRootsKeepTheirEqualsSignAndFallThroughToTheRegistry) {
   EXPECT_TRUE(LogHas("Using ProgramData argument: =" + data_));
   EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + files_));
   EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + data_));
-}
-
-TEST_F(CliTest, ExportValueIsLoggedOnlyInExportMode) {
-  runner_.WriteStoreRegistry(files_, data_);
-  runner_.Run({"-e", "-e=Boards.xml"});
-  EXPECT_TRUE(LogHas("Using Export argument: =Boards.xml"));
-  runner_.Run({"-e=Boards.xml"});
-  EXPECT_TRUE(LogHas("Using Export argument: "));
-  EXPECT_TRUE(LogHas("Using Install/Uninstall argument: -up"));
 }
 
 TEST_F(CliTest, RegistryValueNamingAMissingFolderOrAFileFallsBackToTheDefault) {
