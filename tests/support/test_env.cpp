@@ -86,14 +86,14 @@ OsError FakeLibraries::Load(const std::string& path, std::unique_ptr<DynamicLibr
   return os_error::kSuccess;
 }
 
-IsolatedSharedObjects::IsolatedSharedObjects() : real_(Env::Default().shared()) {
+IsolatedSharedObjects::IsolatedSharedObjects() {
   static std::atomic<int> counter{0};
   stem_ = "/q9test-" + std::to_string(Env::Default().process().ProcessId()) + "-" +
           std::to_string(counter++) + "-";
 }
 
 IsolatedSharedObjects::~IsolatedSharedObjects() {
-  for (const std::string& name : created_) (void)real_.RemoveSharedMemory(name);
+  for (const std::string& name : created_) (void)PosixSharedObjects::RemoveSharedMemory(name);
 }
 
 std::string IsolatedSharedObjects::Isolated(const std::string& name) const {
@@ -105,7 +105,7 @@ OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t m
                                                std::unique_ptr<SharedMemory>* memory) {
   if (map_error != 0) return map_error;
   const std::string real_name = Isolated(name);
-  const OsError error = real_.MapSharedMemory(real_name, min_size, create, memory);
+  const OsError error = PosixSharedObjects::MapSharedMemory(real_name, min_size, create, memory);
   if (error == 0 && create &&
       std::find(created_.begin(), created_.end(), real_name) == created_.end()) {
     created_.push_back(real_name);
@@ -114,29 +114,16 @@ OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t m
 }
 
 OsError IsolatedSharedObjects::RemoveSharedMemory(const std::string& name) {
-  return real_.RemoveSharedMemory(Isolated(name));
+  return PosixSharedObjects::RemoveSharedMemory(Isolated(name));
 }
 
 OsError IsolatedSharedObjects::InitSharedMutex(SharedMutexStorage* mutex) {
-  return mutex_error != 0 ? mutex_error : real_.InitSharedMutex(mutex);
-}
-
-MutexLockResult IsolatedSharedObjects::LockSharedMutex(SharedMutexStorage* mutex) {
-  return real_.LockSharedMutex(mutex);
-}
-
-void IsolatedSharedObjects::UnlockSharedMutex(SharedMutexStorage* mutex) {
-  real_.UnlockSharedMutex(mutex);
+  return mutex_error != 0 ? mutex_error : PosixSharedObjects::InitSharedMutex(mutex);
 }
 
 OsError IsolatedSharedObjects::OpenDevice(const std::string& path,
                                           std::unique_ptr<WritableFile>* device) {
-  return device_error != 0 ? device_error : real_.OpenDevice(path, device);
-}
-
-OsError IsolatedSharedObjects::OpenSerialPort(const std::string& path,
-                                              std::unique_ptr<WritableFile>* port) {
-  return real_.OpenSerialPort(path, port);
+  return device_error != 0 ? device_error : PosixSharedObjects::OpenDevice(path, device);
 }
 
 TestEnv::TestEnv()

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/env.h"
+#include "platform/posix/shared_objects_posix.h"
 #include "platform/shared_objects.h"
 
 namespace q9::testing {
@@ -83,7 +84,7 @@ class FakeLibraries : public DynamicLibraries {
 // The real shared objects under names of this test process's own, so tests
 // never meet the machine's trace section or each other's; the objects it
 // created are removed when it goes away. Non-zero errors make the calls fail.
-class IsolatedSharedObjects : public SharedObjects {
+class IsolatedSharedObjects : public PosixSharedObjects {
  public:
   IsolatedSharedObjects();
   ~IsolatedSharedObjects() override;
@@ -92,10 +93,7 @@ class IsolatedSharedObjects : public SharedObjects {
                           std::unique_ptr<SharedMemory>* memory) override;
   OsError RemoveSharedMemory(const std::string& name) override;
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
-  MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
-  void UnlockSharedMutex(SharedMutexStorage* mutex) override;
   OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
-  OsError OpenSerialPort(const std::string& path, std::unique_ptr<WritableFile>* port) override;
 
   // The name the real object has for `name`.
   std::string Isolated(const std::string& name) const;
@@ -105,7 +103,6 @@ class IsolatedSharedObjects : public SharedObjects {
   OsError device_error = 0;
 
  private:
-  SharedObjects& real_;
   std::string stem_;
   std::vector<std::string> created_;
 };
