@@ -71,7 +71,7 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
       std::string(gzip, sizeof gzip),
   };
   for (const std::string& bytes : cases) {
-    testing::RecordingFileSystem files(env_.files());
+    testing::FaultInjectionFileSystem files(env_.files());
     Env env = testing::EnvWithFileSystem(files);
     const std::string path = dir_.WriteFile("hostile.xml", bytes);
     TemplateDocument document;

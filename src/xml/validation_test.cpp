@@ -131,7 +131,7 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
       "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
   dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
-  testing::RecordingFileSystem files(env_.files());
+  testing::FaultInjectionFileSystem files(env_.files());
   Env env = testing::EnvWithFileSystem(files);
   const auto validate = [&](const char* location) {
     dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",

@@ -49,8 +49,6 @@ void FaultInjectionFileSystem::CrashFrom(uint64_t n) {
   fault_from_ = n;
 }
 
-void FaultInjectionFileSystem::ClearFault() { mode_ = Mode::kNone; }
-
 FaultInjectionFileSystem::Verdict FaultInjectionFileSystem::Mutate() {
   const uint64_t number = ++count_;
   if (mode_ == Mode::kNone || number < fault_from_) return Verdict::kForward;
@@ -113,6 +111,7 @@ OsError FaultInjectionFileSystem::DeleteTree(const std::string& path) {
 
 OsError FaultInjectionFileSystem::ReadFile(const std::string& path, std::string* contents) {
   contents->clear();
+  reads_.push_back(path);
   return Apply(Read(), [&] { return base_.ReadFile(path, contents); });
 }
 
