@@ -28,7 +28,8 @@ TEST(InstallLogTest, FragmentsRunTogetherOnOneLineAfterTheFirstLine) {
     log.Write("Deleting file: ", "/f.xml", "   failed with: ", "5");
   }
   EXPECT_EQ(text, std::string(kFirstLine) +
-                      "Setting ProgDataPath to: /var/x\nabc\nDeleting file: /f.xml   failed with: 5\n");
+                      "Setting ProgDataPath to: /var/x\nabc\n"
+                      "Deleting file: /f.xml   failed with: 5\n");
 }
 
 TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStands) {
@@ -53,7 +54,8 @@ TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStands) {
 TEST(InstallLogTest, DefaultFolderIsUnderCommonAppDataAlsoForAnEmptyAutInstLog) {
   TestEnv test;
   test.folders.app_data = "/srv/appdata";
-  const std::string expected = std::string("/srv/appdata/Kestrel/Automation/Logfiles/Setup/") + kFileName;
+  const std::string expected =
+      std::string("/srv/appdata/Kestrel/Automation/Logfiles/Setup/") + kFileName;
   EXPECT_EQ(InstallLog::LogFilePath(test.env), expected);
   test.process.variables["AutInstLog"] = "";
   EXPECT_EQ(InstallLog::LogFilePath(test.env), expected);
