@@ -20,6 +20,11 @@ constexpr int kRecords = 1500;
 
 class TraceProcessesTest : public ::testing::Test {
  protected:
+  void SetUp() override {
+    t_.SetTrace("Level", "0x40");
+    t_.SetTrace("Path", dir_.path());
+    t_.SetTrace("FileName", "shared");
+  }
   // The children made the objects, so the parent's double does not know them.
   void TearDown() override {
     TraceClient::Stop();
@@ -27,11 +32,6 @@ class TraceProcessesTest : public ::testing::Test {
     (void)t_.shared.RemoveSharedMemory(names_.ring);
   }
   void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
-  void SetUp() override {
-    t_.SetTrace("Level", "0x40");
-    t_.SetTrace("Path", dir_.path());
-    t_.SetTrace("FileName", "shared");
-  }
   // Two children start their own clients, as separate programs would, and
   // trace at the same time.
   void RunTwoWriters() {
