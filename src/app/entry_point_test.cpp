@@ -84,12 +84,6 @@ TEST_F(EntryPointTest, KeyValueArgumentsAreLoggedWithTheirEqualsSign) {
   EXPECT_TRUE(body.ends_with("<< Uninstall returns with: 0\nCfgImp ended with return-value: 0\n"));
 }
 
-TEST_F(EntryPointTest, UninstallWithTemplatesLeftReturnsFive) {
-  dir_.WriteFile("common/Kestrel/Automation/Corvane OAM/Install/Boards/b.xml", "b");
-  EXPECT_EQ(Run({"u"}), 5);
-  EXPECT_TRUE(LogBody().ends_with(">> Uninstall\nCfgImp ended with return-value: 5\n"));
-}
-
 TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
   test_.process.com_result = -2147418113;
   EXPECT_EQ(Run({"-u"}), ERR_CANT_CREATE_COM_INSTANCE);

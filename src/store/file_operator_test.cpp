@@ -144,16 +144,6 @@ TEST_F(FileOperatorTest, EnumFileSkipsFoldersAndEndsWith259) {
   EXPECT_EQ(files_.EnumFile("", 0, &name), PGSP_ERR_INVALID_PARAMETERS);
 }
 
-TEST_F(FileOperatorTest, EnumFileFindsFoldersSpelledInAnotherCase) {
-  dir_.WriteFile("files/Install/DefaultLogDevices/tcp.xml", "");
-  std::string name;
-  ASSERT_EQ(files_.EnumFile(paths_.InstallDefaultLogDevices(), 0, &name), PGSP_OK);
-  EXPECT_EQ(name, "tcp.xml");
-  dir_.WriteFile("files/meta/DefaultLogdevices/m.xml", "");
-  ASSERT_EQ(files_.EnumFile(paths_.MetaDefaultLogDevices(), 0, &name), PGSP_OK);
-  EXPECT_EQ(name, "m.xml");
-}
-
 TEST_F(FileOperatorTest, EnumSchemesCountsOnlyLowerCaseXsdNames) {
   dir_.WriteFile("s/a.xml", "");
   dir_.WriteFile("s/B.XSD", "");

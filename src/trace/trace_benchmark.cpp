@@ -9,9 +9,10 @@
 #include <fstream>
 #include <string>
 
+#include "test_env.h"
 #include "trace/trace.h"
 #include "trace/trace_client.h"
-#include "trace/trace_test_env.h"
+#include "trace/trace_config.h"
 
 namespace q9 {
 namespace {
@@ -29,11 +30,11 @@ class BenchmarkTrace {
              Env::Default().libraries(), shared_, Env::Default().clock(),
              Env::Default().process()) {
     std::filesystem::create_directories(folder_);
-    registry_.Set("Level", "0x40");
-    registry_.Set("Output", output);
-    registry_.Set("Path", folder_.string());
-    registry_.Set("FileName", "bench");
-    TraceClient::Start(env_, "q9cfgImp64x", names_);
+    registry_.SetString(kTraceConfigKey, "Level", "0x40");
+    registry_.SetString(kTraceConfigKey, "Output", output);
+    registry_.SetString(kTraceConfigKey, "Path", folder_.string());
+    registry_.SetString(kTraceConfigKey, "FileName", "bench");
+    TraceClient::Start(env_, "q9cfgImp64x");
   }
   // True when both trace files hold whole records only.
   bool FilesHoldWholeRecords() const {
@@ -47,16 +48,13 @@ class BenchmarkTrace {
   }
   ~BenchmarkTrace() {
     TraceClient::Stop();
-    (void)shared_.RemoveSharedMemory(names_.section);
-    (void)shared_.RemoveSharedMemory(names_.ring);
     std::filesystem::remove_all(folder_);
   }
 
  private:
   std::filesystem::path folder_;
-  testing::MemoryRegistry registry_;
-  testing::TestSharedObjects shared_;
-  TraceObjectNames names_ = testing::UniqueTraceNames();
+  testing::FakeRegistry registry_;
+  testing::IsolatedSharedObjects shared_;
   Env env_;
 };
 

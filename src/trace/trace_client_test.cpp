@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "temp_dir.h"
+#include "test_env.h"
 #include "trace/trace.h"
 #include "trace/trace_engine_output.h"
-#include "trace/trace_test_env.h"
 
 namespace q9 {
 namespace {
@@ -27,21 +27,24 @@ void TraceEveryLevel() {
 
 class TraceClientTest : public ::testing::Test {
  protected:
+  void TearDown() override { TraceClient::Stop(); }
+  void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
   // Text records on the debugger output: each line is "label message".
   void UseDebuggerText(const char* level) {
-    t_.registry.Set("Level", level);
-    t_.registry.Set("Output", "DBG");
-    t_.registry.Set("Format", "TEXT");
+    t_.SetTrace("Level", level);
+    t_.SetTrace("Output", "DBG");
+    t_.SetTrace("Format", "TEXT");
   }
   std::string& debug() { return t_.process.debug_output; }
 
   testing::TempDir dir_;
-  testing::TraceTestEnv t_;
+  testing::TestEnv t_;
+  TraceObjectNames names_;
 };
 
 TEST_F(TraceClientTest, WithoutTheKeyNothingIsTracedAndNoFileCreated) {
   const bool default_file_existed = testing::PathExists("/tmp/Q9FILE1.TRC");
-  t_.Start();
+  Start();
   EXPECT_FALSE(TraceLevelEnabled(0xFFFFFFFF));
   TraceRecord(kImport, 0xFFFFFFFF, __FILE__, __LINE__, "forced");
   EXPECT_EQ(debug(), "");
@@ -49,20 +52,20 @@ TEST_F(TraceClientTest, WithoutTheKeyNothingIsTracedAndNoFileCreated) {
 }
 
 TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
-  t_.registry.Set("Level", "0x48");
-  t_.registry.Set("Output", "file");
-  t_.registry.Set("Path", dir_.path());
-  t_.registry.Set("FileName", "cfgimp");
-  t_.Start();
+  t_.SetTrace("Level", "0x48");
+  t_.SetTrace("Output", "file");
+  t_.SetTrace("Path", dir_.path());
+  t_.SetTrace("FileName", "cfgimp");
+  Start();
   EXPECT_TRUE(TraceLevelEnabled(8) && TraceLevelEnabled(64));
   EXPECT_FALSE(TraceLevelEnabled(16) || TraceLevelEnabled(128));
   TraceEveryLevel();
   const std::string text = ReadText(dir_.Path("cfgimp1.TRC"));
   const std::regex records(
-      "2027-01-15 08:00:00 P\\d{9}T000000007 L0008 IMP "
+      "2027-01-15 08:00:00 P000004242T000000007 L0008 IMP "
       "Installer\\(trace_client_test\\.cpp:\\d+\\) q9cfgImp64x 1800000000000000,1 Import:  >> "
       "Start\n"
-      "2027-01-15 08:00:00 P\\d{9}T000000007 L0040 IMP "
+      "2027-01-15 08:00:00 P000004242T000000007 L0040 IMP "
       "Installer\\(trace_client_test\\.cpp:\\d+\\) q9cfgImp64x 1800000000000000,2 Import:  "
       "progress 64\n");
   EXPECT_TRUE(std::regex_match(text, records)) << text;
@@ -71,27 +74,27 @@ TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
 
 TEST_F(TraceClientTest, FilterListsLetOnlyMatchingRecordsThrough) {
   UseDebuggerText("0xFF");
-  t_.registry.Set("Module", "installer; Merge");
-  t_.registry.Set("FctName", "Import");
-  t_.registry.Set("String", "Start;lRet");
-  t_.registry.Set("TraceId", "imp");
-  t_.Start();
+  t_.SetTrace("Module", "installer; Merge");
+  t_.SetTrace("FctName", "Import");
+  t_.SetTrace("String", "Start;lRet");
+  t_.SetTrace("TraceId", "imp");
+  Start();
   TraceEveryLevel();
   Q9_TRACE((TraceSite{"Merge", "Merge: "}), 8, ">> Start");
   Q9_TRACE((TraceSite{"Main", "Import: "}), 8, ">> Start");
   EXPECT_EQ(debug(), "Import:  >> Start\nImport:  << return lRet = 2\n");
 
-  t_.registry.Set("TraceId", "OTHER");
-  t_.Start();
+  t_.SetTrace("TraceId", "OTHER");
+  Start();
   TraceEveryLevel();
   EXPECT_EQ(debug(), "Import:  >> Start\nImport:  << return lRet = 2\n");
 }
 
 TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   UseDebuggerText("0x40");
-  t_.registry.Set("Consult", "60");
-  t_.Start();
-  t_.registry.Set("Level", "0x08");
+  t_.SetTrace("Consult", "60");
+  Start();
+  t_.SetTrace("Level", "0x08");
   t_.clock.Advance(59);
   Q9_TRACE(kImport, 64, "at 59");
   Q9_TRACE(kImport, 8, "not yet");
@@ -101,64 +104,61 @@ TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\n");
 
   // Without "Consult" the registry is not looked at again.
-  t_.registry.Set("Consult", "0");
-  t_.Start();
-  t_.registry.Set("Level", "0x40");
+  t_.SetTrace("Consult", "0");
+  Start();
+  t_.SetTrace("Level", "0x40");
   t_.clock.Advance(1000);
   Q9_TRACE(kImport, 8, "still");
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\nImport:  still\n");
 }
 
 TEST_F(TraceClientTest, DeviceAndSerialPortReceiveWholeLines) {
-  t_.names.vxd_device = dir_.WriteFile("vxd", "");
-  t_.names.com2 = dir_.WriteFile("ttyS1", "");
+  names_.vxd_device = dir_.WriteFile("vxd", "");
+  names_.com2 = dir_.WriteFile("ttyS1", "");
   UseDebuggerText("0x40");
   for (const char* output : {"vxd", "COM2"}) {
-    t_.registry.Set("Output", output);
-    t_.Start();
+    t_.SetTrace("Output", output);
+    Start();
     Q9_TRACE(kImport, 64, "to %s", output);
   }
-  EXPECT_EQ(ReadText(t_.names.vxd_device), "Import:  to vxd\n");
-  EXPECT_EQ(ReadText(t_.names.com2), "Import:  to COM2\n");
+  EXPECT_EQ(ReadText(names_.vxd_device), "Import:  to vxd\n");
+  EXPECT_EQ(ReadText(names_.com2), "Import:  to COM2\n");
   EXPECT_EQ(debug(), "");
 }
 
 TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
-  t_.names.vxd_device = dir_.Path("no-such-device");
-  t_.names.com1 = dir_.Path("no-such-port");
+  names_.vxd_device = dir_.Path("no-such-device");
+  names_.com1 = dir_.Path("no-such-port");
   UseDebuggerText("0x40");
-  const std::pair<const char*, const char*> cases[] = {
-      {"VXD", "Unable to open VxD, got error code !\n"},
-      {"PIPE", "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
-      {"COM1", ""},
+  struct Case {
+    const char* output;
+    OsError map_error, mutex_error, device_error;
+    const char* report;
   };
-  for (const auto& [output, report] : cases) {
+  const Case cases[] = {
+      // Only the maker of the section initialises its mutex: this case goes first.
+      {"DBG", 0, 31, 0,
+       "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  still traced\n"},
+      {"VXD", 0, 0, 0, "Unable to open VxD, got error code !\n"},
+      {"VXD", 0, 0, os_error::kNotSupported,
+       "Unable to open VxD, device does not support DeviceIOCTL\n"},
+      {"PIPE", 0, 0, 0,
+       "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
+      {"COM1", 0, 0, 0, ""},
+      // A section that fails does not stop the records.
+      {"DBG", 5, 0, 0,
+       "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  still traced\n"},
+  };
+  for (const Case& c : cases) {
     debug().clear();
-    t_.registry.Set("Output", output);
-    t_.Start();
-    Q9_TRACE(kImport, 64, "lost");
-    EXPECT_EQ(debug(), report) << output;
+    t_.SetTrace("Output", c.output);
+    t_.shared.map_error = c.map_error;
+    t_.shared.mutex_error = c.mutex_error;
+    t_.shared.device_error = c.device_error;
+    Start();
+    Q9_TRACE(kImport, 64, "still traced");
+    EXPECT_EQ(debug(), c.report) << c.output << " " << c.map_error << c.mutex_error;
   }
-  debug().clear();
-  t_.shared.device_error = os_error::kNotSupported;
-  t_.registry.Set("Output", "VXD");
-  t_.Start();
-  EXPECT_EQ(debug(), "Unable to open VxD, device does not support DeviceIOCTL\n");
-}
-
-TEST_F(TraceClientTest, SectionAndMutexFailuresAreReportedAndTracingGoesOn) {
-  UseDebuggerText("0x40");
-  t_.shared.map_error = 5;
-  t_.Start();
-  Q9_TRACE(kImport, 64, "still traced");
-  EXPECT_EQ(debug(), "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  still traced\n");
-
-  debug().clear();
-  t_.shared.map_error = 0;
-  t_.shared.mutex_error = 31;
-  t_.Start();
-  Q9_TRACE(kImport, 64, "again");
-  EXPECT_EQ(debug(), "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  again\n");
 }
 
 // What the fake engine was handed.
@@ -167,11 +167,12 @@ int engine_session = 0;
 
 TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
   UseDebuggerText("0x40");
-  t_.registry.Set("Output", "Q9TRACEENGINE");
-  t_.Start();
+  t_.SetTrace("Output", "Q9TRACEENGINE");
+  t_.folders.program_files = "/opt/common";
+  Start();
   Q9_TRACE(kImport, 64, "nowhere");
-  const std::string library = TraceEngineLibraryPath(t_.env.folders());
-  EXPECT_TRUE(library.ends_with("/Kestrel/Automation/TraceEngine/bin/libQ9TraceEngine64X.so"));
+  const std::string library =
+      "/opt/common/Kestrel/Automation/TraceEngine/bin/libQ9TraceEngine64X.so";
   EXPECT_EQ(t_.libraries.loaded_path, library);
   EXPECT_EQ(debug(), "TraceClient error 0xC0001400: " + library + "\n");
 
@@ -195,18 +196,17 @@ TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
   t_.libraries.symbols = {{"TraceOpenA", reinterpret_cast<void*>(open)},
                           {"TraceWrite", reinterpret_cast<void*>(write)},
                           {"TraceClose", reinterpret_cast<void*>(close)}};
-  t_.Start();
+  Start();
   Q9_TRACE(kImport, 64, "nowhere");
   EXPECT_EQ(debug(), "TraceClient error 0xC0001401: TraceCommand\n");
   EXPECT_TRUE(engine_calls.empty());
 
   debug().clear();
   t_.libraries.symbols["TraceCommand"] = reinterpret_cast<void*>(command);
-  t_.Start();
+  Start();
   Q9_TRACE(kImport, 64, "engine record");
   TraceClient::Stop();
-  const std::string settings = library.substr(0, library.find("/Kestrel/")) +
-                               "/Kestrel/q9net/meta/trace/Settings/Q9sdd_Trace";
+  const std::string settings = "/opt/common/Kestrel/q9net/meta/trace/Settings/Q9sdd_Trace";
   EXPECT_EQ(engine_calls,
             (std::vector<std::string>{
                 "open " + settings + "Settings.xml " + settings + "MetaInfo.xml 1.0.0.0",

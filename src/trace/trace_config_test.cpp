@@ -2,10 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include "trace/trace_test_env.h"
+#include "test_env.h"
 
 namespace q9 {
 namespace {
+
+// The trace configuration key only, once a value is set.
+class TraceRegistry : public testing::FakeRegistry {
+ public:
+  void Set(const std::string& name, const std::string& text,
+           RegistryType type = RegistryType::kString) {
+    FakeRegistry::Set(kTraceConfigKey, name, RegistryValue{type, text, {}});
+  }
+};
 
 TEST(TraceConfigTest, ValuesFollowTheirParsingRules) {
   EXPECT_EQ(ParseTraceLevel("0x48"), 0x48u);
@@ -17,7 +26,7 @@ TEST(TraceConfigTest, ValuesFollowTheirParsingRules) {
   EXPECT_EQ(ParseTraceLayout("TEXT"), TraceLayout::kText);
   EXPECT_EQ(ParseTraceLayout("LONG"), TraceLayout::kStandard);
 
-  testing::MemoryRegistry registry;
+  TraceRegistry registry;
   EXPECT_FALSE(ReadTraceConfig(registry).key_present);
   EXPECT_EQ(ReadTraceConfig(registry).output, TraceOutputKind::kFile);
   const std::pair<const char*, TraceOutputKind> outputs[] = {
@@ -33,7 +42,7 @@ TEST(TraceConfigTest, ValuesFollowTheirParsingRules) {
 }
 
 TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputAndSizeOnlyWithSharedMemory) {
-  testing::MemoryRegistry registry;
+  TraceRegistry registry;
   for (const char* kept : {"0", "-400", "many"}) {
     registry.Set("Byte/File", kept);
     EXPECT_EQ(ReadTraceConfig(registry).bytes_per_file, 2'097'152u) << kept;
@@ -58,7 +67,7 @@ TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputAndSizeOnlyWithSharedMemory)
 }
 
 TEST(TraceConfigTest, OnlyNonEmptyStringsThatFitTheBufferCount) {
-  testing::MemoryRegistry registry;
+  TraceRegistry registry;
   registry.Set("Level", "0x40", RegistryType::kDword);
   registry.Set("Consult", "30", RegistryType::kExpandString);
   registry.Set("Format", "");

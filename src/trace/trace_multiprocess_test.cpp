@@ -7,9 +7,10 @@
 
 #include "platform/child_process.h"
 #include "temp_dir.h"
+#include "test_env.h"
 #include "trace/trace.h"
+#include "trace/trace_client.h"
 #include "trace/trace_ring.h"
-#include "trace/trace_test_env.h"
 
 namespace q9 {
 namespace {
@@ -20,15 +21,22 @@ constexpr int kRecords = 1500;
 class TraceProcessesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t_.registry.Set("Level", "0x40");
-    t_.registry.Set("Path", dir_.path());
-    t_.registry.Set("FileName", "shared");
+    t_.SetTrace("Level", "0x40");
+    t_.SetTrace("Path", dir_.path());
+    t_.SetTrace("FileName", "shared");
   }
+  // The children made the objects, so the parent's double does not know them.
+  void TearDown() override {
+    TraceClient::Stop();
+    (void)t_.shared.RemoveSharedMemory(names_.section);
+    (void)t_.shared.RemoveSharedMemory(names_.ring);
+  }
+  void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
   // Two children start their own clients, as separate programs would, and
   // trace at the same time.
   void RunTwoWriters() {
     const auto writer = [this](int child) {
-      t_.Start();
+      Start();
       for (int i = 0; i < kRecords; ++i) {
         Q9_TRACE(kWriter, 64, "child %d record %d %s", child, i, std::string(120, 'x').c_str());
       }
@@ -60,7 +68,8 @@ class TraceProcessesTest : public ::testing::Test {
   }
 
   testing::TempDir dir_;
-  testing::TraceTestEnv t_;
+  testing::TestEnv t_;
+  TraceObjectNames names_;
 };
 
 TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToOneFile) {
@@ -70,7 +79,7 @@ TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToOneFile) {
 }
 
 TEST_F(TraceProcessesTest, TwoProcessesSwitchFilesTogether) {
-  t_.registry.Set("Byte/File", "60000");
+  t_.SetTrace("Byte/File", "60000");
   RunTwoWriters();
   size_t largest = 0;
   for (const char* file : {"shared1.TRC", "shared2.TRC"}) {
@@ -85,11 +94,11 @@ TEST_F(TraceProcessesTest, TwoProcessesSwitchFilesTogether) {
 }
 
 TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToSharedMemory) {
-  t_.registry.Set("Output", "SM");
-  t_.registry.Set("sm_size", std::to_string(sizeof(TraceRingHeader) + 4000 * sizeof(TraceRingSlot)));
+  t_.SetTrace("Output", "SM");
+  t_.SetTrace("sm_size", std::to_string(sizeof(TraceRingHeader) + 4000 * sizeof(TraceRingSlot)));
   RunTwoWriters();
   std::unique_ptr<SharedMemory> memory;
-  ASSERT_EQ(t_.shared.MapSharedMemory(t_.names.ring, 0, false, &memory), 0);
+  ASSERT_EQ(t_.shared.MapSharedMemory(names_.ring, 0, false, &memory), 0);
   std::string text;
   TraceRingReader(memory->address(), memory->size()).ReadNew([&](std::string_view r) {
     text.append(r).append("\n");
@@ -104,26 +113,26 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
     // Static, so the section stays mapped until the process ends, as it
     // does when a writer is killed inside a record.
     static std::unique_ptr<TraceSection> section;
-    section = TraceSection::Open(t_.shared, t_.names.section, &failure, &error);
+    section = TraceSection::Open(t_.shared, names_.section, &failure, &error);
     return section != nullptr && section->Lock() == MutexLockResult::kLocked ? 0 : 1;
   };
   ASSERT_EQ(RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
-  t_.registry.Set("Output", "DBG");
-  t_.registry.Set("Format", "TEXT");
-  t_.Start();
+  t_.SetTrace("Output", "DBG");
+  t_.SetTrace("Format", "TEXT");
+  Start();
   Q9_TRACE(kWriter, 64, "first");
   Q9_TRACE(kWriter, 64, "second");
   EXPECT_EQ(t_.process.debug_output, "Writer:  first\nWriter:  second\n");
 }
 
 TEST_F(TraceProcessesTest, ControlWordChangedByAnotherProcessTakesEffectAtTheNextRecord) {
-  t_.registry.Set("Output", "DBG");
-  t_.registry.Set("Format", "TEXT");
-  t_.Start();
-  t_.registry.Set("Level", "0x10");
+  t_.SetTrace("Output", "DBG");
+  t_.SetTrace("Format", "TEXT");
+  Start();
+  t_.SetTrace("Level", "0x10");
   Q9_TRACE(kWriter, 16, "unseen");
   const auto signal = [this](int) {
-    return SignalTraceReconfiguration(t_.shared, t_.names.section) == 0 ? 0 : 1;
+    return SignalTraceReconfiguration(t_.shared, names_.section) == 0 ? 0 : 1;
   };
   ASSERT_EQ(RunInChildProcesses(1, signal), std::vector<int>{0});
   EXPECT_TRUE(TraceLevelEnabled(128));  // the writer must look first

@@ -57,12 +57,5 @@ TEST(SampleStoreTest, BrokenCopiesAreRejectedAsInvalid) {
   EXPECT_GE(checked, 20u);
 }
 
-TEST(SampleStoreTest, ATemplateOfAnotherKindIsInvalid) {
-  const std::string board = XmlFilesIn(kStore + "/Install/Boards").front();
-  EXPECT_EQ(ValidateFile(Env::Default(), board, kSchemes, "Protocols.Schema"),
-            kInvalidAgainstSchema);
-  EXPECT_EQ(ValidateFile(Env::Default(), board, kSchemes, "NoSuch.Schema"), ERR_CANT_LOAD_SCHEME);
-}
-
 }  // namespace
 }  // namespace q9

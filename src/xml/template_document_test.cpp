@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "fault_injection_file_system.h"
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
 #include "xml/xml_test_support.h"
@@ -70,12 +71,12 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
       std::string(gzip, sizeof gzip),
   };
   for (const std::string& bytes : cases) {
-    testing::RecordingFileSystem files(env_.files());
-    testing::EnvWithFiles env(files);
+    testing::FaultInjectionFileSystem files(env_.files());
+    Env env = testing::EnvWithFileSystem(files);
     const std::string path = dir_.WriteFile("hostile.xml", bytes);
     TemplateDocument document;
     XmlParseFailure failure;
-    EXPECT_EQ(TemplateDocument::Load(env.env(), path, &document, &failure),
+    EXPECT_EQ(TemplateDocument::Load(env, path, &document, &failure),
               PGSP_ERR_CANT_LOAD_XML_FILE)
         << bytes;
     EXPECT_FALSE(document.loaded());

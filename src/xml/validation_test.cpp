@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "fault_injection_file_system.h"
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
 #include "xml/xml_test_support.h"
@@ -130,12 +131,12 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
       "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
   dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
-  testing::RecordingFileSystem files(env_.files());
-  testing::EnvWithFiles env(files);
+  testing::FaultInjectionFileSystem files(env_.files());
+  Env env = testing::EnvWithFileSystem(files);
   const auto validate = [&](const char* location) {
     dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",
                    Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
-    return ValidateFile(env.env(), dir_.WriteFile("t.xml", Template(ns)), Schemes(),
+    return ValidateFile(env, dir_.WriteFile("t.xml", Template(ns)), Schemes(),
                         "Protocols.Schema");
   };
   EXPECT_EQ(validate("Types.xsd"), PGSP_OK);

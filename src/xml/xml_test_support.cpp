@@ -20,10 +20,6 @@ bool HasTrace(std::string_view function, uint32_t level, std::string_view text) 
   return Capture().Has("q9xmlHelper", function, level, text);
 }
 
-EnvWithFiles::EnvWithFiles(FileSystem& files)
-    : env_(files, Env::Default().registry(), Env::Default().folders(), Env::Default().libraries(),
-           Env::Default().shared(), Env::Default().clock(), Env::Default().process()) {}
-
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {

@@ -49,8 +49,6 @@ void FaultInjectionFileSystem::CrashFrom(uint64_t n) {
   fault_from_ = n;
 }
 
-void FaultInjectionFileSystem::ClearFault() { mode_ = Mode::kNone; }
-
 FaultInjectionFileSystem::Verdict FaultInjectionFileSystem::Mutate() {
   const uint64_t number = ++count_;
   if (mode_ == Mode::kNone || number < fault_from_) return Verdict::kForward;
@@ -113,6 +111,7 @@ OsError FaultInjectionFileSystem::DeleteTree(const std::string& path) {
 
 OsError FaultInjectionFileSystem::ReadFile(const std::string& path, std::string* contents) {
   contents->clear();
+  reads_.push_back(path);
   return Apply(Read(), [&] { return base_.ReadFile(path, contents); });
 }
 
@@ -142,8 +141,5 @@ Env EnvWithFileSystem(FileSystem& files) {
   return Env(files, real.registry(), real.folders(), real.libraries(), real.shared(),
              real.clock(), real.process());
 }
-
-FaultInjectionEnv::FaultInjectionEnv()
-    : files_(Env::Default().files()), env_(EnvWithFileSystem(files_)) {}
 
 }  // namespace q9::testing

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "platform/env.h"
 
@@ -26,12 +28,12 @@ class FaultInjectionFileSystem final : public FileSystem {
   // From mutating operation number `n` on, mutating operations return 0 and
   // do nothing, as if the process had died there; reads go on.
   void CrashFrom(uint64_t n);
-  // Forwards everything again; the count goes on.
-  void ClearFault();
   // How many mutating operations were asked for so far.
   uint64_t mutating_operations() const { return count_; }
   // True once a fault has taken effect.
   bool fault_fired() const { return fired_; }
+  // The paths it was asked to read, whole or piece by piece, in order.
+  const std::vector<std::string>& reads() const { return reads_; }
 
   OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
   OsError GetFileInfo(const std::string& path, FileInfo* info) override;
@@ -65,24 +67,10 @@ class FaultInjectionFileSystem final : public FileSystem {
   OsError error_ = 0;
   std::atomic<uint64_t> count_{0};
   std::atomic<bool> fired_{false};
+  std::vector<std::string> reads_;
 };
 
 // Env::Default() with `files` in place of its file system.
 Env EnvWithFileSystem(FileSystem& files);
-
-// The real Env with a FaultInjectionFileSystem over the real file system.
-class FaultInjectionEnv {
- public:
-  FaultInjectionEnv();
-  FaultInjectionEnv(const FaultInjectionEnv&) = delete;
-  FaultInjectionEnv& operator=(const FaultInjectionEnv&) = delete;
-
-  Env& env() { return env_; }
-  FaultInjectionFileSystem& files() { return files_; }
-
- private:
-  FaultInjectionFileSystem files_;
-  Env env_;
-};
 
 }  // namespace q9::testing

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 
+#include "trace/trace_config.h"
+
 namespace q9::testing {
 namespace {
 
@@ -27,6 +29,18 @@ class FakeKey : public RegistryKey {
   std::map<std::string, RegistryValue> values_;
 };
 
+class FakeLibrary : public DynamicLibrary {
+ public:
+  explicit FakeLibrary(std::map<std::string, void*> symbols) : symbols_(std::move(symbols)) {}
+  void* Symbol(const char* name) override {
+    const auto it = symbols_.find(name);
+    return it == symbols_.end() ? nullptr : it->second;
+  }
+
+ private:
+  std::map<std::string, void*> symbols_;
+};
+
 }  // namespace
 
 bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
@@ -44,16 +58,17 @@ bool FakeKnownFolders::Get(const std::string& value, std::string* path) {
 
 void FakeRegistry::SetString(const std::string& key, const std::string& name,
                              const std::string& text) {
-  RegistryValue value;
-  value.type = RegistryType::kString;
-  value.text = text;
-  keys_[Lower(key)][Lower(name)] = value;
+  Set(key, name, RegistryValue{RegistryType::kString, text, {}});
 }
 
 void FakeRegistry::SetDword(const std::string& key, const std::string& name, uint32_t number) {
-  RegistryValue value;
-  value.type = RegistryType::kDword;
+  RegistryValue value{RegistryType::kDword, "", {}};
   for (int i = 0; i < 4; ++i) value.data.push_back(static_cast<uint8_t>(number >> (8 * i)));
+  Set(key, name, value);
+}
+
+void FakeRegistry::Set(const std::string& key, const std::string& name,
+                       const RegistryValue& value) {
   keys_[Lower(key)][Lower(name)] = value;
 }
 
@@ -64,14 +79,21 @@ bool FakeRegistry::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKe
   return true;
 }
 
-IsolatedSharedObjects::IsolatedSharedObjects() : real_(Env::Default().shared()) {
+OsError FakeLibraries::Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) {
+  loaded_path = path;
+  if (symbols.empty()) return os_error::kModNotFound;
+  *library = std::make_unique<FakeLibrary>(symbols);
+  return os_error::kSuccess;
+}
+
+IsolatedSharedObjects::IsolatedSharedObjects() {
   static std::atomic<int> counter{0};
   stem_ = "/q9test-" + std::to_string(Env::Default().process().ProcessId()) + "-" +
           std::to_string(counter++) + "-";
 }
 
 IsolatedSharedObjects::~IsolatedSharedObjects() {
-  for (const std::string& name : created_) (void)real_.RemoveSharedMemory(name);
+  for (const std::string& name : created_) (void)PosixSharedObjects::RemoveSharedMemory(name);
 }
 
 std::string IsolatedSharedObjects::Isolated(const std::string& name) const {
@@ -81,8 +103,9 @@ std::string IsolatedSharedObjects::Isolated(const std::string& name) const {
 OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t min_size,
                                                bool create,
                                                std::unique_ptr<SharedMemory>* memory) {
+  if (map_error != 0) return map_error;
   const std::string real_name = Isolated(name);
-  const OsError error = real_.MapSharedMemory(real_name, min_size, create, memory);
+  const OsError error = PosixSharedObjects::MapSharedMemory(real_name, min_size, create, memory);
   if (error == 0 && create &&
       std::find(created_.begin(), created_.end(), real_name) == created_.end()) {
     created_.push_back(real_name);
@@ -91,33 +114,23 @@ OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t m
 }
 
 OsError IsolatedSharedObjects::RemoveSharedMemory(const std::string& name) {
-  return real_.RemoveSharedMemory(Isolated(name));
+  return PosixSharedObjects::RemoveSharedMemory(Isolated(name));
 }
 
 OsError IsolatedSharedObjects::InitSharedMutex(SharedMutexStorage* mutex) {
-  return real_.InitSharedMutex(mutex);
-}
-
-MutexLockResult IsolatedSharedObjects::LockSharedMutex(SharedMutexStorage* mutex) {
-  return real_.LockSharedMutex(mutex);
-}
-
-void IsolatedSharedObjects::UnlockSharedMutex(SharedMutexStorage* mutex) {
-  real_.UnlockSharedMutex(mutex);
+  return mutex_error != 0 ? mutex_error : PosixSharedObjects::InitSharedMutex(mutex);
 }
 
 OsError IsolatedSharedObjects::OpenDevice(const std::string& path,
                                           std::unique_ptr<WritableFile>* device) {
-  return real_.OpenDevice(path, device);
-}
-
-OsError IsolatedSharedObjects::OpenSerialPort(const std::string& path,
-                                              std::unique_ptr<WritableFile>* port) {
-  return real_.OpenSerialPort(path, port);
+  return device_error != 0 ? device_error : PosixSharedObjects::OpenDevice(path, device);
 }
 
 TestEnv::TestEnv()
-    : env(Env::Default().files(), registry, folders, Env::Default().libraries(), shared,
-          Env::Default().clock(), process) {}
+    : env(Env::Default().files(), registry, folders, libraries, shared, clock, process) {}
+
+void TestEnv::SetTrace(const std::string& name, const std::string& text) {
+  registry.SetString(kTraceConfigKey, name, text);
+}
 
 }  // namespace q9::testing

@@ -1,13 +1,15 @@
-// An Env for tests: the real file system and clock, with doubles for the
-// process environment, the known folders and the registry, so a test sets up
-// exactly the configuration it needs without touching the machine's.
+// An Env for tests: the real file system, with doubles for everything else,
+// so a test sets up exactly the configuration it needs without touching the
+// machine's.
 #pragma once
 
+#include <ctime>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "platform/env.h"
+#include "platform/posix/shared_objects_posix.h"
 #include "platform/shared_objects.h"
 
 namespace q9::testing {
@@ -52,16 +54,37 @@ class FakeRegistry : public Registry {
  public:
   void SetString(const std::string& key, const std::string& name, const std::string& text);
   void SetDword(const std::string& key, const std::string& name, uint32_t value);
+  void Set(const std::string& key, const std::string& name, const RegistryValue& value);
   bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
 
  private:
   std::map<std::string, std::map<std::string, RegistryValue>> keys_;  // lower-cased
 };
 
+// Time that moves only when told; local time is UTC.
+class ManualClock : public Clock {
+ public:
+  uint64_t micros = 1'800'000'000'000'000;  // 2027-01-15 08:00:00 UTC
+
+  uint64_t NowMicros() override { return micros; }
+  std::time_t Now() override { return static_cast<std::time_t>(micros / 1'000'000); }
+  std::tm LocalTime(std::time_t t) override { return *std::gmtime(&t); }
+  void Advance(uint64_t seconds) { micros += seconds * 1'000'000; }
+};
+
+// A library exists once a test lists its symbols.
+class FakeLibraries : public DynamicLibraries {
+ public:
+  std::map<std::string, void*> symbols;
+  std::string loaded_path;
+
+  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override;
+};
+
 // The real shared objects under names of this test process's own, so tests
-// never meet the machine's trace section or each other's; the objects are
-// removed when it goes away.
-class IsolatedSharedObjects : public SharedObjects {
+// never meet the machine's trace section or each other's; the objects it
+// created are removed when it goes away. Non-zero errors make the calls fail.
+class IsolatedSharedObjects : public PosixSharedObjects {
  public:
   IsolatedSharedObjects();
   ~IsolatedSharedObjects() override;
@@ -70,26 +93,30 @@ class IsolatedSharedObjects : public SharedObjects {
                           std::unique_ptr<SharedMemory>* memory) override;
   OsError RemoveSharedMemory(const std::string& name) override;
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
-  MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
-  void UnlockSharedMutex(SharedMutexStorage* mutex) override;
   OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
-  OsError OpenSerialPort(const std::string& path, std::unique_ptr<WritableFile>* port) override;
 
   // The name the real object has for `name`.
   std::string Isolated(const std::string& name) const;
 
+  OsError map_error = 0;
+  OsError mutex_error = 0;
+  OsError device_error = 0;
+
  private:
-  SharedObjects& real_;
   std::string stem_;
   std::vector<std::string> created_;
 };
 
 struct TestEnv {
   TestEnv();
+  // Sets a string value of the trace configuration key.
+  void SetTrace(const std::string& name, const std::string& text);
   FakeProcess process;
   FakeKnownFolders folders;
   FakeRegistry registry;
   IsolatedSharedObjects shared;
+  FakeLibraries libraries;
+  ManualClock clock;
   Env env;
 };
 

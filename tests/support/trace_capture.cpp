@@ -7,8 +7,6 @@
 namespace q9::testing {
 namespace {
 
-constexpr const char* kTraceKey = "Software\\KESTREL\\TELAN\\TrcParams";
-
 // One short-layout record: "time level IMP process module(file:line)
 // function message", the function label ending in ": ".
 bool ParseShortRecord(std::string_view record, TraceLine* line) {
@@ -43,9 +41,9 @@ TraceCapture::TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_
 TraceCapture::TraceCapture(TestEnv& env) : env_(env) { Configure(); }
 
 void TraceCapture::Configure() {
-  env_.registry.SetString(kTraceKey, "Level", "0xFFFFFFFF");
-  env_.registry.SetString(kTraceKey, "Output", "DBG");
-  env_.registry.SetString(kTraceKey, "Format", "SHORT");
+  env_.SetTrace("Level", "0xFFFFFFFF");
+  env_.SetTrace("Output", "DBG");
+  env_.SetTrace("Format", "SHORT");
   TraceClient::Start(env_.env, "q9cfgImp64x");
 }
 

@@ -4,8 +4,9 @@
 
 #include <sstream>
 
+#include "test_env.h"
 #include "trace/trace.h"
-#include "trace/trace_test_env.h"
+#include "trace/trace_client.h"
 
 namespace q9 {
 namespace {
@@ -15,18 +16,21 @@ constexpr TraceSite kSite{"Installer", "Update: "};
 class TraceReaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t_.registry.Set("Level", "0x40");
-    t_.registry.Set("Output", "SM");
-    t_.registry.Set("Format", "TEXT");
-    t_.registry.Set("sm_size", "50000");
+    t_.SetTrace("Level", "0x40");
+    t_.SetTrace("Output", "SM");
+    t_.SetTrace("Format", "TEXT");
+    t_.SetTrace("sm_size", "50000");
   }
+  void TearDown() override { TraceClient::Stop(); }
+  void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
   int Run(std::vector<std::string> args, const std::function<bool()>& keep_following = [] {
     return false;
   }) {
     return RunTraceReader(args, t_.shared, out_, err_, keep_following);
   }
 
-  testing::TraceTestEnv t_;
+  testing::TestEnv t_;
+  TraceObjectNames names_;
   std::ostringstream out_;
   std::ostringstream err_;
 };
@@ -36,19 +40,19 @@ TEST_F(TraceReaderTest, FollowingShowsRecordsAsTheyArrive) {
   const auto writer_between_polls = [&] {
     ++polls;
     if (polls == 2) {  // the ring did not exist at the first look
-      t_.Start();
+      Start();
       Q9_TRACE(kSite, 64, "first");
     }
     if (polls == 3) Q9_TRACE(kSite, 64, "second");
     return polls <= 3;
   };
-  EXPECT_EQ(Run({"--name", t_.names.ring, "--interval", "1"}, writer_between_polls), 0);
+  EXPECT_EQ(Run({"--name", names_.ring, "--interval", "1"}, writer_between_polls), 0);
   EXPECT_EQ(out_.str(), "Update:  first\nUpdate:  second\n");
 }
 
 TEST_F(TraceReaderTest, ReportsRecordsThatWentRoundTheRingUnreadAndDumpsTheRest) {
-  t_.registry.Set("sm_size", "1000");  // two slots
-  t_.Start();
+  t_.SetTrace("sm_size", "1000");  // two slots
+  Start();
   Q9_TRACE(kSite, 64, "step 1");
   int polls = 0;
   const auto lapping_writer = [&] {
@@ -57,28 +61,28 @@ TEST_F(TraceReaderTest, ReportsRecordsThatWentRoundTheRingUnreadAndDumpsTheRest)
     }
     return polls <= 2;
   };
-  EXPECT_EQ(Run({"--name", t_.names.ring, "--interval", "1"}, lapping_writer), 0);
+  EXPECT_EQ(Run({"--name", names_.ring, "--interval", "1"}, lapping_writer), 0);
   EXPECT_EQ(out_.str(), "Update:  step 1\nUpdate:  step 4\nUpdate:  step 5\n");
   EXPECT_EQ(err_.str(), "q9trace-reader: 2 records overwritten before they were read\n");
 
   // A dump shows the records held, oldest first.
   out_.str("");
-  EXPECT_EQ(Run({"--dump", "--name", t_.names.ring}), 0);
+  EXPECT_EQ(Run({"--dump", "--name", names_.ring}), 0);
   EXPECT_EQ(out_.str(), "Update:  step 4\nUpdate:  step 5\n");
 }
 
 TEST_F(TraceReaderTest, ReconfigureMakesTracingProcessesReadTheirConfigurationAgain) {
-  t_.registry.Set("Output", "DBG");
-  t_.Start();
-  t_.registry.Set("Level", "0x10");
-  EXPECT_EQ(Run({"--reconfigure", "--section", t_.names.section}), 0);
+  t_.SetTrace("Output", "DBG");
+  Start();
+  t_.SetTrace("Level", "0x10");
+  EXPECT_EQ(Run({"--reconfigure", "--section", names_.section}), 0);
   Q9_TRACE(kSite, 16, "warning now on");
   EXPECT_EQ(t_.process.debug_output, "Update:  warning now on\n");
 }
 
 TEST_F(TraceReaderTest, RefusesMissingRingsAndUnknownArguments) {
-  EXPECT_EQ(Run({"--dump", "--name", t_.names.ring}), 1);
-  EXPECT_EQ(err_.str(), "q9trace-reader: cannot open " + t_.names.ring + " (error 2)\n");
+  EXPECT_EQ(Run({"--dump", "--name", names_.ring}), 1);
+  EXPECT_EQ(err_.str(), "q9trace-reader: cannot open " + names_.ring + " (error 2)\n");
   for (const auto& args : std::vector<std::vector<std::string>>{
            {"--follow"}, {"--interval", "0"}, {"--dump", "--reconfigure"}}) {
     err_.str("");

@@ -1,5 +1,6 @@
 #include "platform/posix/reg_file_parser.h"
 
+#include <algorithm>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -8,13 +9,13 @@
 namespace q9 {
 namespace {
 
-using ::testing::ElementsAre;
 using namespace std::string_literals;
 
 constexpr char kHeader[] = "Windows Registry Editor Version 5.00\r\n\r\n";
 constexpr char kKestrel[] = "SOFTWARE\\Kestrel";
 
-RegistryHive Parse(const std::string& body) { return ParseRegFile(kHeader + body); }
+std::string Header(const std::string& body) { return kHeader + body; }
+RegistryHive Parse(const std::string& body) { return ParseRegFile(Header(body)); }
 
 // The value `name` of `key`, or a value of type kNone when either is missing.
 RegistryValue Value(const RegistryHive& hive, std::string_view key, std::string_view name) {
@@ -27,6 +28,28 @@ RegistryValue Value(const RegistryHive& hive, std::string_view key, std::string_
 std::string Text(const RegistryHive& hive, std::string_view key, std::string_view name) {
   const RegistryValue value = Value(hive, key, name);
   return value.type == RegistryType::kNone ? "<none>" : value.text;
+}
+
+// Every value of `key` as "NAME=type:text/data hex;", in name order; string
+// values without their data, NULs in texts as '|'.
+std::string Dump(const RegistryHive& hive, std::string_view key) {
+  const RegistryValues* values = hive.FindKey(key);
+  if (values == nullptr) return "<no key>";
+  std::string dump;
+  for (const auto& [name, value] : *values) {
+    std::string text = value.text;
+    std::replace(text.begin(), text.end(), '\0', '|');
+    dump += name + "=" + std::to_string(static_cast<int>(value.type)) + ":" + text;
+    if (value.type != RegistryType::kString) {
+      dump += "/";
+      for (const uint8_t byte : value.data) {
+        dump += "0123456789abcdef"[byte >> 4];
+        dump += "0123456789abcdef"[byte & 15];
+      }
+    }
+    dump += ";";
+  }
+  return dump;
 }
 
 std::vector<uint8_t> Utf16(std::u16string_view text) {
@@ -77,18 +100,6 @@ TEST(RegFileParserTest, ReadsKeysAndValuesIgnoringCase) {
   EXPECT_EQ(hive.FindKey("Software\\Kestrel\\Shared"), nullptr);
 }
 
-TEST(RegFileParserTest, RepeatedSectionsMergeAndTheLastValueWins) {
-  const RegistryHive hive = Parse(
-      "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrel]\n"
-      "\"A\"=\"first\"\n\"B\"=\"kept\"\n"
-      "[hkey_local_machine\\software\\kestrel]\n"
-      "\"a\"=\"second\"\n\"C\"=dword:1\n\"B\"=-\n");
-  EXPECT_EQ(Text(hive, kKestrel, "A"), "second");
-  EXPECT_EQ(Text(hive, kKestrel, "B"), "<none>");
-  EXPECT_EQ(Value(hive, kKestrel, "c").type, RegistryType::kDword);
-  EXPECT_EQ(hive.FindKey(kKestrel)->size(), 2u);
-}
-
 TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
   const RegistryHive hive = Parse(
       "[HKEY_LOCAL_MACHINE\\S\\A]\n\"w\"=\"0\"\n"
@@ -98,9 +109,8 @@ TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
       "\"z\"=\"after a deletion\"\n");
   EXPECT_EQ(hive.FindKey("S\\A"), nullptr);
   EXPECT_EQ(hive.FindKey("S\\A\\B"), nullptr);
-  EXPECT_EQ(Text(hive, "S\\AB", "y"), "2");
-  EXPECT_EQ(hive.FindKey("S\\AB")->size(), 1u);
-  EXPECT_EQ(hive.FindKey("S")->size(), 0u);
+  EXPECT_EQ(Dump(hive, "S\\AB"), "Y=1:2;");
+  EXPECT_EQ(Dump(hive, "S"), "");
 
   const RegistryHive emptied = Parse(
       "[HKEY_LOCAL_MACHINE\\K]\n[-HKEY_LOCAL_MACHINE]\n[HKEY_LOCAL_MACHINE\\L]\n");
@@ -118,117 +128,65 @@ TEST(RegFileParserTest, KeyLinesThatNameNoLocalMachineKeyDropTheValuesAfterThem)
       "[HKEY_LOCAL_MACHINE\\K\\\\L]\n\"e\"=\"empty component\"\n"
       "[HKEY_LOCAL_MACHINEX\\K]\n\"f\"=\"unknown root\"\n"
       "[HKEY_LOCAL_MACHINE\\K]x]junk\n\"g\"=\"last bracket\"\n");
-  EXPECT_EQ(hive.FindKey("K")->size(), 2u);
-  EXPECT_EQ(Text(hive, "K", "b"), "still K");
-  EXPECT_EQ(Text(hive, "K]x", "g"), "last bracket");
-  EXPECT_EQ(hive.FindKey("Ignored"), nullptr);
+  EXPECT_EQ(Dump(hive, "K"), "A=1:1;B=1:still K;");
+  EXPECT_EQ(Dump(hive, "K]x"), "G=1:last bracket;");
   EXPECT_EQ(hive.keys.size(), 2u);  // K and K]x
 }
 
-TEST(RegFileParserTest, NamesAndStringsFollowTheEditorsQuoting) {
-  const RegistryHive hive = Parse(
-      "[HKEY_LOCAL_MACHINE\\K]\n"
-      "@=\"default\"\n"
-      "\"\"=\"empty name is the default\"\n"
-      "\"q\\\"uote\" \t=  \"a \\\\ b \\\" c \\n\"  ; comment\n"
-      "\"plain\"=\"C:\\Temp\"\n"
-      "\"unterminated\"=\"text\n"
-      "\"junk\"=\"text\" junk\n"
-      "\"noquote=\"text\"\n"
-      "\"empty\"=\"\"\n");
-  EXPECT_EQ(Text(hive, "K", ""), "empty name is the default");
-  EXPECT_EQ(Text(hive, "K", "Q\"UOTE"), "a \\ b \" c \\n");
-  EXPECT_EQ(Text(hive, "K", "plain"), "C:\\Temp");
-  EXPECT_EQ(Value(hive, "K", "empty").data, (std::vector<uint8_t>{0, 0}));
-  EXPECT_EQ(hive.FindKey("K")->size(), 4u);
-}
-
-TEST(RegFileParserTest, DwordsTakeOneToEightHexDigitsAndLowerCaseTags) {
-  const RegistryHive hive = Parse(
-      "[HKEY_LOCAL_MACHINE\\K]\n"
-      "\"level\"=dword:000000C8\n"
-      "\"one\"=dword:1 ; one digit\n"
-      "\"nine\"=dword:000000001\n"
-      "\"upper\"=DWORD:00000001\n"
-      "\"empty\"=dword:\n"
-      "\"sign\"=dword:-1\n");
-  const RegistryValue level = Value(hive, "K", "level");
-  EXPECT_EQ(level.type, RegistryType::kDword);
-  EXPECT_EQ(level.data, (std::vector<uint8_t>{0xC8, 0, 0, 0}));
-  EXPECT_EQ(level.text, "");  // no text for a dword read as a string
-  EXPECT_EQ(Value(hive, "K", "one").data, (std::vector<uint8_t>{1, 0, 0, 0}));
-  EXPECT_EQ(hive.FindKey("K")->size(), 2u);
-}
-
-TEST(RegFileParserTest, ByteListsContinueOverLinesAndKeepTheirType) {
-  const RegistryHive hive = Parse(
-      "[HKEY_LOCAL_MACHINE\\K]\n"
-      "\"bin\"=hex:01,ff,\\\n"
-      "; a comment inside the list\n"
-      "  A,0b\n"
-      "\"expand\"=hex(2):25,00,54,00,4d,00,50,00,25,00,00,00\n"
-      "\"multi\"=hex(7):61,00,00,00,62,00,63,00,00,00,00,00,64,00,00,00\n"
-      "\"qword\"=hex(b):01,00,00,00,00,00,00,00\n"
-      "\"odd\"=hex(2):41,00,42\n"
-      "\"none\"=hex:\n"
-      "\"HEX\"=HEX:01\n"
-      "\"bad\"=hex:01 02\n"
-      "\"wide\"=hex:100\n"
-      "\"broken\"=hex:01,\\\n"
-      "\"after\"=\"line after a broken continuation\"\n");
-  const RegistryValue bin = Value(hive, "K", "bin");
-  EXPECT_EQ(bin.type, RegistryType::kBinary);
-  EXPECT_THAT(bin.data, ElementsAre(0x01, 0xFF, 0x0A, 0x0B));
-  const RegistryValue expand = Value(hive, "K", "expand");
-  EXPECT_EQ(expand.type, RegistryType::kExpandString);
-  EXPECT_EQ(expand.text, "%TMP%");
-  EXPECT_EQ(expand.data.size(), 12u);
-  const RegistryValue multi = Value(hive, "K", "multi");
-  EXPECT_EQ(multi.type, RegistryType::kMultiString);
-  EXPECT_EQ(multi.text, std::string("a\0bc", 4));  // "d" is past the empty entry
-  EXPECT_EQ(Value(hive, "K", "qword").type, RegistryType::kQword);
-  EXPECT_EQ(Value(hive, "K", "qword").data.size(), 8u);
-  EXPECT_EQ(Text(hive, "K", "odd"), "A");  // the odd byte is no character
-  EXPECT_THAT(Value(hive, "K", "odd").data, ElementsAre(0x41, 0, 0x42));
-  EXPECT_TRUE(Value(hive, "K", "none").data.empty());
-  EXPECT_EQ(Value(hive, "K", "none").type, RegistryType::kBinary);
-  EXPECT_EQ(Text(hive, "K", "broken"), "<none>");
-  EXPECT_EQ(Text(hive, "K", "after"), "line after a broken continuation");
-  EXPECT_EQ(hive.FindKey("K")->size(), 7u);
-}
-
-TEST(RegFileParserTest, AContinuationCutOffByTheEndOfTheFileIsDropped) {
-  const RegistryHive hive = Parse("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n\"bin\"=hex:01,02,\\\n  03,\\");
-  EXPECT_EQ(Text(hive, "K", "a"), "1");
-  EXPECT_EQ(Text(hive, "K", "bin"), "<none>");
-}
-
-TEST(RegFileParserTest, Regedit4WritesStringsInByteListsAsEightBitText) {
-  const RegistryHive hive = ParseRegFile(
-      "  REGEDIT4  \n[HKEY_LOCAL_MACHINE\\K]\n\"p\"=hex(2):25,54,25,00\n"
-      "\"m\"=hex(7):61,00,62,00,00\n");
-  EXPECT_EQ(Text(hive, "K", "p"), "%T%");
-  EXPECT_EQ(Value(hive, "K", "p").data, Utf16(std::u16string(u"%T%\0", 4)));
-  EXPECT_EQ(Text(hive, "K", "m"), std::string("a\0b", 3));
-}
-
-TEST(RegFileParserTest, OnlyAHeaderOnTheFirstLineMakesARegistryFile) {
-  const std::string body = "[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n";
-  EXPECT_EQ(Text(ParseRegFile(" \tWindows Registry Editor Version 5.00\n" + body), "K", "a"), "1");
-  EXPECT_EQ(Text(ParseRegFile("\xEF\xBB\xBFREGEDIT4\n" + body), "K", "a"), "1");
-  EXPECT_TRUE(ParseRegFile(body).keys.empty());
-  EXPECT_TRUE(ParseRegFile("\nREGEDIT4\n" + body).keys.empty());
-  EXPECT_TRUE(ParseRegFile("REGEDIT5\n" + body).keys.empty());
-  EXPECT_TRUE(ParseRegFile("windows registry editor version 5.00\n" + body).keys.empty());
-  EXPECT_TRUE(ParseRegFile("").keys.empty());
-}
-
-TEST(RegFileParserTest, AnyLineEndWorksAndTheLastLineNeedsNone) {
-  const RegistryHive hive = ParseRegFile(
-      "REGEDIT4\r[HKEY_LOCAL_MACHINE\\K]\r\n\"a\"=\"1\"\r\r\n\"b\"=hex:01,\\\r02\n\"c\"=\"3\"");
-  EXPECT_EQ(Text(hive, "K", "a"), "1");
-  EXPECT_THAT(Value(hive, "K", "b").data, ElementsAre(1, 2));
-  EXPECT_EQ(Text(hive, "K", "c"), "3");
+// Each file's values of key K, as Dump() shows them.
+TEST(RegFileParserTest, ValueLinesFollowTheEditorsSyntax) {
+  const std::pair<std::string, std::string> cases[] = {
+      // Repeated sections merge; the last value wins; "-" deletes.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n\"A\"=\"first\"\n\"B\"=\"kept\"\n"
+              "[hkey_local_machine\\k]\n\"a\"=\"second\"\n\"C\"=dword:1\n\"B\"=-\n"),
+       "A=1:second;C=4:/01000000;"},
+      // Quoting, escapes only for \\ and \", comments and junk after a value.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n@=\"default\"\n\"\"=\"empty name is the default\"\n"
+              "\"q\\\"uote\" \t=  \"a \\\\ b \\\" c \\n\"  ; comment\n\"plain\"=\"C:\\Temp\"\n"
+              "\"unterminated\"=\"text\n\"junk\"=\"text\" junk\n\"noquote=\"text\"\n"
+              "\"empty\"=\"\"\n"),
+       "=1:empty name is the default;EMPTY=1:;PLAIN=1:C:\\Temp;Q\"UOTE=1:a \\ b \" c \\n;"},
+      // Dwords: one to eight hex digits, lower-case tag, no sign.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n\"level\"=dword:000000C8\n\"one\"=dword:1 ; one digit\n"
+              "\"nine\"=dword:000000001\n\"upper\"=DWORD:00000001\n\"empty\"=dword:\n"
+              "\"sign\"=dword:-1\n"),
+       "LEVEL=4:/c8000000;ONE=4:/01000000;"},
+      // Byte lists continue over lines and comments and keep their type; the
+      // multi-string ends at its empty entry, an odd byte is no character.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n\"bin\"=hex:01,ff,\\\n; a comment inside the list\n"
+              "  A,0b\n\"expand\"=hex(2):25,00,54,00,4d,00,50,00,25,00,00,00\n"
+              "\"multi\"=hex(7):61,00,00,00,62,00,63,00,00,00,00,00,64,00,00,00\n"
+              "\"qword\"=hex(b):01,00,00,00,00,00,00,00\n\"odd\"=hex(2):41,00,42\n"
+              "\"none\"=hex:\n\"HEX\"=HEX:01\n\"bad\"=hex:01 02\n\"wide\"=hex:100\n"
+              "\"broken\"=hex:01,\\\n\"after\"=\"line after a broken continuation\"\n"),
+       "AFTER=1:line after a broken continuation;BIN=3:/01ff0a0b;"
+       "EXPAND=2:%TMP%/250054004d00500025000000;MULTI=7:a|bc/"
+       "61000000620063000000000064000000;NONE=3:/;ODD=2:A/410042;QWORD=11:/0100000000000000;"},
+      // A continuation cut off by the end of the file is dropped.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n\"bin\"=hex:01,02,\\\n  03,\\"), "A=1:1;"},
+      // REGEDIT4 writes the strings in byte lists as 8-bit text.
+      {"  REGEDIT4  \n[HKEY_LOCAL_MACHINE\\K]\n\"p\"=hex(2):25,54,25,00\n"
+       "\"m\"=hex(7):61,00,62,00,00\n",
+       "M=7:a|b/61000000620000000000;P=2:%T%/2500540025000000;"},
+      // Any line end; the last line needs none.
+      {"REGEDIT4\r[HKEY_LOCAL_MACHINE\\K]\r\n\"a\"=\"1\"\r\r\n\"b\"=hex:01,\\\r02\n\"c\"=\"3\"",
+       "A=1:1;B=3:/0102;C=1:3;"},
+      // A NUL byte ends its line.
+      {Header("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"x\0y\"\n\"b\"=\"ok\"\0junk\n\"c\"=\"3\"\n"s),
+       "B=1:ok;C=1:3;"},
+      // Only a header on the first line makes a registry file.
+      {" \tWindows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n", "A=1:1;"},
+      {"\xEF\xBB\xBFREGEDIT4\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n", "A=1:1;"},
+      {"[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n", "<no file>"},
+      {"\nREGEDIT4\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n", "<no file>"},
+      {"REGEDIT5\n[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n", "<no file>"},
+      {"windows registry editor version 5.00\n[HKEY_LOCAL_MACHINE\\K]\n", "<no file>"},
+      {"", "<no file>"},
+  };
+  for (const auto& [file, expected] : cases) {
+    const RegistryHive hive = ParseRegFile(file);
+    EXPECT_EQ(hive.keys.empty() ? "<no file>" : Dump(hive, "K"), expected) << file;
+  }
 }
 
 TEST(RegFileParserTest, ReadsUtf16FilesAndConvertsTextBothWays) {
@@ -243,14 +201,6 @@ TEST(RegFileParserTest, ReadsUtf16FilesAndConvertsTextBothWays) {
   const RegistryHive latin1 = Parse("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"M\xFC" "ler\"\n");
   EXPECT_EQ(Text(latin1, "K", "a"), "M\uFFFDler");
   EXPECT_EQ(Value(latin1, "K", "a").data, Utf16(std::u16string(u"M\uFFFDler\0", 6)));
-}
-
-TEST(RegFileParserTest, ANulByteEndsItsLine) {
-  const RegistryHive hive =
-      Parse("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"x\0y\"\n\"b\"=\"ok\"\0junk\n\"c\"=\"3\"\n"s);
-  EXPECT_EQ(Text(hive, "K", "a"), "<none>");
-  EXPECT_EQ(Text(hive, "K", "b"), "ok");
-  EXPECT_EQ(Text(hive, "K", "c"), "3");
 }
 
 // Random and mutated files never crash the parser, and whatever it returns
