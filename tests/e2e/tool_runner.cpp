@@ -17,6 +17,18 @@ ToolRunner::ToolRunner() {
   environment_["Q9_COMMON_FILES"] = dir_.MakeDir("opt");
 }
 
+std::string ToolRunner::DefaultFilesRoot() const {
+  return dir_.Path("opt/Kestrel/Automation/Corvane OAM");
+}
+
+std::string ToolRunner::DefaultDataRoot() const {
+  return dir_.Path("var-opt/Kestrel/Automation/Corvane OAM");
+}
+
+void ToolRunner::WriteRegistry(const std::string& contents) {
+  dir_.WriteFile("registry.reg", contents);
+}
+
 void ToolRunner::WriteStoreRegistry(const std::string& files, const std::string& data) {
   // .reg strings escape backslashes and quotes; POSIX paths rarely hold them.
   const auto quote = [](const std::string& text) {
@@ -31,7 +43,7 @@ void ToolRunner::WriteStoreRegistry(const std::string& files, const std::string&
                     "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrel\\Shared Tools\\Q9NET64]\r\n";
   if (!files.empty()) reg += "\"Corvane_Oam\"=\"" + quote(files) + "\"\r\n";
   if (!data.empty()) reg += "\"Corvane_Oam_Data\"=\"" + quote(data) + "\"\r\n";
-  dir_.WriteFile("registry.reg", reg);
+  WriteRegistry(reg);
 }
 
 int ToolRunner::Run(const std::vector<std::string>& args) {
@@ -51,7 +63,7 @@ int ToolRunner::Run(const std::vector<std::string>& args) {
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  const std::string stderr_path = dir_.Path("stderr.txt");  // kept out of the test output
+  const std::string stderr_path = dir_.Path("stderr.txt");
   posix_spawn_file_actions_addopen(&actions, 2, stderr_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
                                    0644);
   pid_t pid = 0;
@@ -77,5 +89,7 @@ std::string ToolRunner::LogBody() const {
   const size_t newline = log.find('\n');
   return newline == std::string::npos ? log : log.substr(newline + 1);
 }
+
+std::string ToolRunner::StandardError() const { return ReadText(dir_.Path("stderr.txt")); }
 
 }  // namespace q9::testing

@@ -18,6 +18,7 @@ class ToolRunner {
   // A registry file with the store roots pointing at `files` and `data`
   // (either may be empty to leave the value out).
   void WriteStoreRegistry(const std::string& files, const std::string& data);
+  void WriteRegistry(const std::string& contents);
 
   // Runs the program with `args`; returns its exit status (-1 when it did
   // not exit normally).
@@ -27,9 +28,13 @@ class ToolRunner {
   std::string Log() const;
   // The log without its dated first line.
   std::string LogBody() const;
+  std::string StandardError() const;
 
   const TempDir& dir() const { return dir_; }
   std::map<std::string, std::string>& environment() { return environment_; }
+  // Default roots when neither argument nor registry names one.
+  std::string DefaultFilesRoot() const;
+  std::string DefaultDataRoot() const;
 
  private:
   TempDir dir_;

@@ -45,6 +45,24 @@ TEST_F(UninstallTest, RemovesMergedAndGeneratedFilesOnly) {
       << runner_.LogBody();
 }
 
+TEST_F(UninstallTest, TemplatesLeftInInstallKeepTheStore) {
+  runner_.dir().WriteFile("files/Install/DefaultLogDevices/tcp.xml", "<t/>");
+  EXPECT_EQ(runner_.Run({"-u"}), 5);
+  EXPECT_TRUE(Exists("files/meta/Boards/b.xml"));
+  EXPECT_TRUE(Exists("data/data/LogDevices/dev.xml"));
+  EXPECT_TRUE(runner_.LogBody().ends_with(">> Uninstall\nCfgImp ended with return-value: 5\n"));
+}
+
+TEST_F(UninstallTest, SecondUninstallLogsTheMissingFolders) {
+  EXPECT_EQ(runner_.Run({"-u"}), 0);
+  EXPECT_EQ(runner_.Run({"-u"}), 0);
+  EXPECT_TRUE(runner_.LogBody().ends_with(
+      ">> Uninstall\nCan't delete Meta Directory!\nCan't delete LogDevices Directory!\n"
+      "Can't delete LogNames Directory!\n<< Uninstall returns with: 0\n"
+      "CfgImp ended with return-value: 0\n"))
+      << runner_.LogBody();
+}
+
 }  // namespace
 }  // namespace q9::testing
 
