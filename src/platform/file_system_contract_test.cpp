@@ -39,6 +39,11 @@ struct Implementation {
   std::function<std::unique_ptr<FileSystem>(FileSystem& real)> make;
 };
 
+// Test names and failure messages show the implementation's name, not bytes.
+void PrintTo(const Implementation& implementation, std::ostream* out) {
+  *out << implementation.name;
+}
+
 class FileSystemContractTest : public ::testing::TestWithParam<Implementation> {
  protected:
   FileSystemContractTest() : owned_(GetParam().make(real_)), fs_(*owned_) {}
