@@ -25,7 +25,6 @@ Windows Registry Editor Version 5.00
 REG
 
 export Q9_REGISTRY_FILE="$work/registry.reg"
-export Q9_BOARD_LIBRARY="$PWD/build/default/tools/board-sim/libq9BrdCtl64x.so"
 
 run() {
   local title="$1"; shift
