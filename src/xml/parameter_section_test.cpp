@@ -82,6 +82,10 @@ TEST_F(ParameterSectionTest, TypeRulesRejectBeforeTheFileIsRead) {
     EXPECT_EQ(SetSectionParameter(env_, path, kSpare, name, value, type),
               PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
+    // Checked before any file is touched: a missing file changes nothing.
+    EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("missing.xml"), "", name, value, type),
+              PGSP_ERR_INVALID_PARAMETERS)
+        << name << " " << value << " " << type;
   }
   EXPECT_EQ(ReadText(path), original);
 
@@ -187,6 +191,19 @@ TEST_F(ParameterSectionTest, DeleteRemovesTheFirstMatchWithItsLine) {
   EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, ""), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("missing.xml"), kNdi, "Keep"),
             PGSP_ERR_CANT_LOAD_XML_FILE);
+}
+
+TEST_F(ParameterSectionTest, OnlyTheWritersMatchTheSectionNameWithItsCase) {
+  const std::string original =
+      "<Dev><ndi><ParameterBool><Name>hidden</Name><Value>false</Value></ParameterBool></ndi></Dev>";
+  const std::string path = dir_.WriteFile("case.xml", original);
+  EXPECT_EQ(SetSectionParameter(env_, path, kNdi, "hidden", "true", "bool"), kEntryMissing);
+  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "hidden", "true", "bool"), kEntryMissing);
+  EXPECT_EQ(ReadText(path), original);
+  std::string name, value, kind;
+  EXPECT_EQ(GetSectionParameter(env_, path, kNdi, 0, &name, &value, &kind), PGSP_OK);
+  EXPECT_EQ(value, "false");
+  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), PGSP_OK);
 }
 
 }  // namespace

@@ -107,11 +107,13 @@ bool IsParameterKind(std::string_view name) {
 Lookup ReadParameter(TemplateStream& stream, const std::string& wanted, std::string* value) {
   const int depth = stream.Depth();
   bool name_matches = false;
+  bool has_value = false;
   std::string text;
   std::string parameter_value;
   while (stream.Next()) {
     if (stream.AtEndOf(depth)) {
-      if (!name_matches) return Lookup::kNotHere;
+      // A parameter without a value is no match: the search goes on.
+      if (!name_matches || !has_value) return Lookup::kNotHere;
       *value = parameter_value;
       return Lookup::kFound;
     }
@@ -120,10 +122,12 @@ Lookup ReadParameter(TemplateStream& stream, const std::string& wanted, std::str
     if (child == "Name" || child == "Value") {
       const bool is_name = child == "Name";
       if (!stream.ReadElementText(&text)) return Lookup::kBroken;
-      if (is_name)
+      if (is_name) {
         name_matches = EqualsIgnoreCase(text, wanted);
-      else
+      } else if (!has_value) {  // the first Value child is the value
         parameter_value = text;
+        has_value = true;
+      }
     }
   }
   return Lookup::kBroken;
@@ -151,9 +155,8 @@ ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::strin
                              std::string* value) {
   constexpr TraceSite kSite{"q9xmlHelper", "ReadRootAttribute: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (path.empty() || attribute_name.empty() || value == nullptr) {
-    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
-  }
+  // An empty attribute name is no bad argument; it simply names nothing (8513).
+  if (path.empty() || value == nullptr) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   value->clear();
   TemplateStream stream;
   const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));

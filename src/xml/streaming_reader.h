@@ -11,9 +11,10 @@ namespace q9 {
 
 // Reads the attribute `attribute_name` (qualified name, exact case) of the
 // first element of the file `path` (file-name rule applied). `*value` is
-// cleared first. Returns 0 with the value; 87 when the path or the name is
-// empty or `value` is null; 8508 when the file cannot be read; 8513 when the
-// document has no element, has no such attribute on it, is malformed before
+// cleared first. Returns 0 with the value; 87 when the path is empty or
+// `value` is null; 8508 when the file cannot be read; 8513 when the
+// document has no element, has no such attribute on it (an empty name names
+// none), is malformed before
 // its first element, or declares a document type.
 [[nodiscard]] ResultCode ReadRootAttribute(Env& env, const std::string& path,
                                            const std::string& attribute_name, std::string* value);

@@ -54,7 +54,7 @@ TEST_F(StreamingReaderTest, RootAttributeOfTheFirstElement) {
   EXPECT_EQ(ReadRootAttribute(env_, dir_.MakeDir("dir.xml"), "Name", &value),
             PGSP_ERR_CANT_LOAD_XML_FILE);
   EXPECT_EQ(ReadRootAttribute(env_, "", "Name", &value), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "", &value), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "", &value), kStreamValueNotFound);
   EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "Name", nullptr),
             PGSP_ERR_INVALID_PARAMETERS);
 }
@@ -74,6 +74,13 @@ TEST_F(StreamingReaderTest, ParameterBySectionAndName) {
   EXPECT_EQ(Lookup(xml, "Ndi", "DeviceName"), "<8513>");
   EXPECT_EQ(Lookup(xml, "", "B"), "spare");  // "" is SpareSection
   EXPECT_EQ(Lookup(xml, "", "hidden"), "<8513>");
+  // A parameter without a value is passed over; the first Value child counts.
+  const std::string valueless =
+      "<Dev><Ndi><Parameter><Name>A</Name></Parameter>"
+      "<Parameter><Name>A</Name><Value>second</Value><Value>third</Value></Parameter></Ndi></Dev>";
+  EXPECT_EQ(Lookup(valueless, "Ndi", "A"), "second");
+  EXPECT_EQ(Lookup("<Dev><Ndi><Parameter><Name>A</Name></Parameter></Ndi></Dev>", "Ndi", "A"),
+            "<8513>");
 }
 
 TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {

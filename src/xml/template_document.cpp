@@ -1,5 +1,7 @@
 #include "xml/template_document.h"
 
+#include <limits>
+
 #include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/template_namespace.h"
@@ -18,7 +20,9 @@ bool HasUtf8Bom(std::string_view bytes) { return StartsWith(bytes, kUtf8Bom); }
 bool BeginsWithDeclaration(std::string_view bytes) {
   using namespace std::string_view_literals;
   if (HasUtf8Bom(bytes)) bytes.remove_prefix(kUtf8Bom.size());
-  return StartsWith(bytes, "<?xml") ||
+  // "<?xml-stylesheet ...?>" is a processing instruction, not a declaration.
+  const auto declaration_end = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+  return (StartsWith(bytes, "<?xml") && bytes.size() > 5 && declaration_end(bytes[5])) ||
          StartsWith(bytes, "\xFF\xFE<\0?\0x\0m\0l\0"sv) ||  // UTF-16LE
          StartsWith(bytes, "\xFE\xFF\0<\0?\0x\0m\0l"sv);    // UTF-16BE
 }
@@ -57,6 +61,14 @@ std::string WithCrlf(const std::string& text) {
 ResultCode TemplateDocument::Load(Env& env, const std::string& path, TemplateDocument* document,
                                   XmlParseFailure* failure) {
   *document = TemplateDocument();
+  // libxml2 parses at most 2 GiB; a larger file is refused before it is read
+  // into memory.
+  FileInfo info;
+  if (env.files().GetFileInfo(path, &info) == os_error::kSuccess && !info.is_directory &&
+      info.size > static_cast<uint64_t>(std::numeric_limits<int>::max())) {
+    if (failure != nullptr) *failure = {"the file is too large to be parsed", 0};
+    return PGSP_ERR_CANT_LOAD_XML_FILE;
+  }
   std::string bytes;
   const OsError read = env.files().ReadFile(path, &bytes);
   if (read != os_error::kSuccess) {

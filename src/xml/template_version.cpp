@@ -22,6 +22,8 @@ ResultCode SetTemplateVersion(Env& env, const std::string& path, const std::stri
   bool changed = false;
   xmlNode* root = document.root();
   for (xmlAttr* attribute = root->properties; attribute != nullptr; attribute = attribute->next) {
+    // The whole name counts: "x:MajorVersion" is another attribute.
+    if (attribute->ns != nullptr && attribute->ns->prefix != nullptr) continue;
     const std::string_view name = FromXml(attribute->name);
     const std::string* text = EqualsIgnoreCase(name, "MajorVersion")   ? &major
                               : EqualsIgnoreCase(name, "MinorVersion") ? &minor

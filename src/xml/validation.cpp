@@ -66,10 +66,12 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
   bool out_of_memory = false;
   XmlSchemaPtr compiled = CompileSchema(env, schema.doc(), schema_path, &errors, &out_of_memory);
   if (out_of_memory) return kXmlObjectNotCreated;
+  // The schema file was loaded; one that does not compile describes nothing
+  // the file may contain, so the file is reported invalid, as a document
+  // whose namespace has no schema in the cache is.
   if (compiled == nullptr) {
-    Q9_TRACE(kSite, trace_level::kProgress, "Schema file: %s, cannot be compiled: %s",
-             schema_name.c_str(), errors.failure.Describe().c_str());
-    return SchemaNotLoaded(schema_name);
+    return Invalid("the schema " + schema_name + " does not compile: " +
+                   errors.failure.Describe());
   }
 
   // A schema filed under another namespace than its own describes nothing the
@@ -83,9 +85,10 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
 
   XmlSchemaValidCtxtPtr validator(xmlSchemaNewValidCtxt(compiled.get()));
   if (validator == nullptr) return kXmlObjectNotCreated;
-  xmlSchemaSetValidStructuredErrors(validator.get(), FirstXmlError::Collect, &errors);
+  FirstXmlError invalid;
+  xmlSchemaSetValidStructuredErrors(validator.get(), FirstXmlError::Collect, &invalid);
   if (xmlSchemaValidateDoc(validator.get(), document.doc()) != 0) {
-    return Invalid(errors.any ? errors.failure.Describe() : "the validator failed");
+    return Invalid(invalid.any ? invalid.failure.Describe() : "the validator failed");
   }
   Q9_TRACE(kSite, trace_level::kResult, "<< return PGSP_OK");
   return PGSP_OK;

@@ -17,13 +17,13 @@ namespace q9 {
 // Checks, in this order, and returns the first that fails:
 //   87   an argument is empty;
 //   8509 the schema file cannot be read or parsed (even when the XML file is
-//        missing too), or it does not compile as a schema;
+//        missing too);
 //   8508 the XML file cannot be read or parsed;
 //   8505 no schema compiler or validator could be created;
-//   8506 the schema's targetNamespace is not the namespace its name selects,
-//        or the file does not satisfy the schema.
+//   8506 the schema does not compile, its targetNamespace is not the
+//        namespace its name selects, or the file does not satisfy the schema.
 // Returns 0 for a valid file. The reason of an 8506 (text and line number)
-// and of an 8509 goes to the trace. Includes and imports of the schema are
+// goes to the trace. Includes and imports of the schema are
 // read only from the schema folder; nothing else is ever read.
 [[nodiscard]] ResultCode ValidateFile(Env& env, const std::string& xml_path,
                                       const std::string& schema_folder,

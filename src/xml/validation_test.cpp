@@ -112,12 +112,16 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   }
   EXPECT_EQ(testing::CapturedTraces().size(), 6u);  // ">> Start" and the file name, each
 
-  // Schemas that are no schema do not load.
+  // A schema file that does not parse is not loaded; one that parses but is
+  // no schema was loaded, and describes nothing the file may contain.
+  EXPECT_EQ(Validate("Protocols.Schema", "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns),
+                     Template(ns)),
+            ERR_CANT_LOAD_SCHEME);
   for (const std::string& schema :
        {std::string(
             "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
-        std::string("<notASchema/>"), "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns)}) {
-    EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), ERR_CANT_LOAD_SCHEME) << schema;
+        std::string("<notASchema/>")}) {
+    EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), kInvalidAgainstSchema) << schema;
   }
 }
 
@@ -141,7 +145,7 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   };
   EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
   EXPECT_EQ(files.reads().back(), dir_.Path("Corvane OAM/Schemes/Types.xsd"));
-  EXPECT_EQ(validate("../Outside.xsd"), ERR_CANT_LOAD_SCHEME);
+  EXPECT_EQ(validate("../Outside.xsd"), kInvalidAgainstSchema);  // the include is refused
   EXPECT_EQ(files.reads().back(), dir_.Path("t.xml"));  // Outside.xsd was never read
 }
 

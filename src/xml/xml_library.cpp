@@ -106,7 +106,8 @@ SchemaFolderScope::~SchemaFolderScope() {
 }
 
 void FirstXmlError::Record(const xmlError* error) {
-  if (any || error == nullptr) return;
+  // Warnings (such as a skipped second import) are not the reason for a failure.
+  if (any || error == nullptr || error->level < XML_ERR_ERROR) return;
   any = true;
   failure.message = error->message != nullptr ? error->message : "unknown error";
   while (!failure.message.empty() && failure.message.back() == '\n') failure.message.pop_back();
