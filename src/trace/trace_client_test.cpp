@@ -51,6 +51,25 @@ TEST_F(TraceClientTest, WithoutTheKeyNothingIsTracedAndNoFileCreated) {
   EXPECT_EQ(testing::PathExists("/tmp/Q9FILE1.TRC"), default_file_existed);
 }
 
+// Opening a trace file that is a folder fails with an errno the platform
+// layer traces; that record must not take the trace lock a second time
+// (a stall and tracing switched off with the shared section, a hang with
+// the in-process lock).
+TEST_F(TraceClientTest, ErrorsTracedWhileTheClientWritesDoNotStallIt) {
+  t_.SetTrace("Level", "0x48");
+  t_.SetTrace("Path", dir_.path() + "/");
+  t_.SetTrace("FileName", "x");
+  dir_.MakeDir("x1.TRC");
+  for (bool with_section : {true, false}) {
+    t_.shared.map_error = with_section ? 0 : os_error::kAccessDenied;
+    Start();
+    Q9_TRACE(kImport, 64, "lost, the file is a folder");
+    Q9_TRACE(kImport, 64, "lost too");
+    EXPECT_TRUE(TraceLevelEnabled(64)) << with_section;
+    TraceClient::Stop();
+  }
+}
+
 TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
   t_.SetTrace("Level", "0x48");
   t_.SetTrace("Output", "file");

@@ -1,5 +1,6 @@
 #include "trace/trace_config.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 
@@ -39,7 +40,10 @@ void ReadOutputSettings(const RegistryKey& key, TraceConfig* config) {
   if (config->output == TraceOutputKind::kSharedMemory) {
     if (ReadString(key, "sm_size", &text)) {
       const uint64_t size = ParsePositiveDecimal(text);
-      if (size > 0) config->shared_memory_size = static_cast<size_t>(size);
+      if (size > 0) {
+        config->shared_memory_size =
+            static_cast<size_t>(std::min<uint64_t>(size, TraceConfig::kMaxSharedMemorySize));
+      }
     }
   }
   if (config->output == TraceOutputKind::kFile) {

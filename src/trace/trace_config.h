@@ -53,6 +53,9 @@ class TraceFilterList {
 struct TraceConfig {
   static constexpr uint64_t kDefaultBytesPerFile = 2'097'152;
   static constexpr size_t kDefaultSharedMemorySize = 2'000'000;
+  // The shared-memory output stays in memory until the machine restarts, so
+  // a configured size is held to this ceiling.
+  static constexpr size_t kMaxSharedMemorySize = 64u << 20;
 
   bool key_present = false;
   uint32_t level_mask = 0;

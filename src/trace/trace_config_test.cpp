@@ -60,6 +60,8 @@ TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputAndSizeOnlyWithSharedMemory)
   config = ReadTraceConfig(registry);
   EXPECT_EQ(config.shared_memory_size, 65536u);
   EXPECT_EQ(config.bytes_per_file, 2'097'152u);
+  registry.Set("sm_size", "20000000000");  // held to the ceiling, not 20 GB of memory
+  EXPECT_EQ(ReadTraceConfig(registry).shared_memory_size, TraceConfig::kMaxSharedMemorySize);
   EXPECT_EQ(TraceFileBase(config), "/tmp/Q9FILE");
   config.path = "/tmp/";
   config.file_name = "cfgimp";

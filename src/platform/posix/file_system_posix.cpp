@@ -183,7 +183,7 @@ OsError CheckReplaceable(const std::string& path, bool overwrite) {
 
 class PosixWritableFile final : public WritableFile {
  public:
-  explicit PosixWritableFile(int fd) : fd_(fd) {}
+  explicit PosixWritableFile(ScopedFd fd) : fd_(std::move(fd)) {}
   OsError Append(std::string_view data) override {
     if (fd_.get() < 0) return os_error::kInvalidParameter;
     return WriteAll(fd_.get(), data);
@@ -485,11 +485,18 @@ OsError PosixFileSystem::OpenWritable(const std::string& path, OpenMode mode,
   file->reset();
   if (path.empty()) return os_error::kPathNotFound;
   const std::string real = Resolve(path);
-  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC |
+  // Non-blocking first, so a pipe without a reader cannot stall the open;
+  // only regular files are written to.
+  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK |
                     (mode == OpenMode::kTruncate ? O_TRUNC : O_APPEND);
-  const int fd = ::open(real.c_str(), flags, 0666);
-  if (fd < 0) return OsErrorFromErrno(errno, real);
-  *file = std::make_unique<PosixWritableFile>(fd);
+  ScopedFd fd;
+  fd.Adopt(::open(real.c_str(), flags, 0666));
+  if (fd.get() < 0) return OsErrorFromErrno(errno, real);
+  struct stat st;
+  if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (!S_ISREG(st.st_mode)) return os_error::kAccessDenied;
+  if (::fcntl(fd.get(), F_SETFL, flags & (O_APPEND)) != 0) return OsErrorFromErrno(errno, real);
+  *file = std::make_unique<PosixWritableFile>(std::move(fd));
   return os_error::kSuccess;
 }
 

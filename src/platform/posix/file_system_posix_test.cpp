@@ -124,6 +124,10 @@ TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
   EXPECT_EQ(fs_.ReadFile("/dev/zero", &contents), 5);
   std::unique_ptr<SequentialFile> stream;
   EXPECT_EQ(fs_.OpenSequential(fifo, &stream), 5);
+  std::unique_ptr<WritableFile> out;
+  EXPECT_NE(fs_.OpenWritable(fifo, OpenMode::kAppend, &out), 0);  // no reader: refused, not stuck
+  EXPECT_EQ(fs_.OpenWritable("/dev/null", OpenMode::kAppend, &out), 5);
+  EXPECT_EQ(out, nullptr);
   EXPECT_FALSE(testing::PathExists(dir_.Path("copy.xml")));
 }
 
