@@ -13,6 +13,8 @@
 
 namespace q9 {
 
+enum class ObjectLock { kShared, kExclusive };
+
 // A mapping of a named shared-memory object; unmapped when destroyed. The
 // object itself stays until it is removed.
 class SharedMemory {
@@ -20,6 +22,15 @@ class SharedMemory {
   virtual ~SharedMemory() = default;
   virtual void* address() = 0;
   virtual size_t size() const = 0;
+
+  // Takes, or converts to `kind`, an advisory lock on the object held
+  // through this mapping until it is unlocked or unmapped: shared locks
+  // coexist, an exclusive one excludes every other. The system drops the
+  // lock of a process that dies. With `wait` a conflicting lock is waited
+  // for up to 2 s; 32 (sharing violation) when it stays. A conversion may let
+  // another holder in between.
+  [[nodiscard]] virtual OsError LockObject(ObjectLock kind, bool wait) = 0;
+  virtual void UnlockObject() = 0;
 };
 
 // Room for a process-shared mutex inside shared memory. The platform's mutex

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
@@ -89,6 +90,35 @@ TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
       "progress 64\n");
   EXPECT_TRUE(std::regex_match(text, records)) << text;
   EXPECT_FALSE(testing::PathExists(dir_.Path("cfgimp2.TRC")));
+}
+
+// The section outlives every process: what the last writer left in it must
+// not outweigh the modification times once no writer is left.
+TEST_F(TraceClientTest, AtStartUpTheFileModifiedLastIsContinued) {
+  t_.SetTrace("Level", "0x40");
+  t_.SetTrace("Path", dir_.path() + "/");
+  t_.SetTrace("FileName", "x");
+  t_.SetTrace("Format", "TEXT");
+  t_.SetTrace("Byte/File", "20");
+  const auto age = [&](int index, int seconds) {
+    std::filesystem::last_write_time(dir_.Path("x" + std::to_string(index) + ".TRC"),
+                                     std::filesystem::file_time_type::clock::now() +
+                                         std::chrono::seconds(seconds));
+  };
+  dir_.WriteFile("x1.TRC", "one\n");
+  dir_.WriteFile("x2.TRC", "two\n");
+  age(1, -20);
+  age(2, -10);
+  Start();
+  Q9_TRACE(kImport, 64, "a");
+  TraceClient::Stop();
+  EXPECT_EQ(ReadText(dir_.Path("x2.TRC")), "two\nImport:  a\n");
+
+  // The run ended on file 2; file 1 is changed later without a writer.
+  age(1, 100);
+  Start();
+  Q9_TRACE(kImport, 64, "b");
+  EXPECT_EQ(ReadText(dir_.Path("x1.TRC")), "one\nImport:  b\n");
 }
 
 TEST_F(TraceClientTest, FilterListsLetOnlyMatchingRecordsThrough) {

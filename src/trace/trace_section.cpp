@@ -1,25 +1,18 @@
 #include "trace/trace_section.h"
 
-#include <chrono>
-#include <thread>
-
 namespace q9 {
 namespace {
 
 constexpr uint32_t kSectionMagic = 0x53543951;  // "Q9TS"
-constexpr uint32_t kFresh = 0;
-constexpr uint32_t kInitialising = 1;
-constexpr uint32_t kReady = 2;
-// A creator that has not finished after this long is taken to have died
-// half-way; the waiter initialises the section itself.
-constexpr auto kCreatorPatience = std::chrono::seconds(2);
+// A creator that has not begun setting the section up is passed over this
+// many times at most.
+constexpr int kAttachRounds = 50;
 
 }  // namespace
 
 std::unique_ptr<TraceSection> TraceSection::Open(SharedObjects& shared, const std::string& name,
                                                  Failure* failure, OsError* error) {
   *failure = Failure::kNone;
-  *error = os_error::kSuccess;
   std::unique_ptr<SharedMemory> memory;
   *error = shared.MapSharedMemory(name, sizeof(TraceSectionLayout), true, &memory);
   if (*error != os_error::kSuccess) {
@@ -27,34 +20,48 @@ std::unique_ptr<TraceSection> TraceSection::Open(SharedObjects& shared, const st
     return nullptr;
   }
   auto section = std::make_unique<TraceSection>(shared, std::move(memory));
-  *error = section->InitialiseOnce();
-  if (*error != os_error::kSuccess) {
-    *failure = Failure::kMutex;
-    return nullptr;
-  }
-  return section;
+  *error = section->Attach(failure);
+  return *error == os_error::kSuccess ? std::move(section) : nullptr;
 }
 
-OsError TraceSection::InitialiseOnce() {
-  TraceSectionLayout& section = layout();
-  uint32_t state = kFresh;
-  if (!section.state.compare_exchange_strong(state, kInitialising)) {
-    const auto give_up = std::chrono::steady_clock::now() + kCreatorPatience;
-    while (section.state.load(std::memory_order_acquire) != kReady) {
-      if (std::chrono::steady_clock::now() > give_up) break;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+OsError TraceSection::Attach(Failure* failure) {
+  for (int round = 0; round < kAttachRounds; ++round) {
+    if (memory_->LockObject(ObjectLock::kExclusive, false) == os_error::kSuccess) {
+      const OsError result = SetUpAlone(failure);
+      // Whoever slipped in while the lock is converted is alone for a moment
+      // too; the wait lets it finish.
+      const OsError attached = memory_->LockObject(ObjectLock::kShared, true);
+      if (result != os_error::kSuccess || attached == os_error::kSuccess) return result;
+      *failure = Failure::kSection;
+      return attached;
     }
-    if (section.state.load(std::memory_order_acquire) == kReady) return os_error::kSuccess;
+    const OsError attached = memory_->LockObject(ObjectLock::kShared, true);
+    if (attached != os_error::kSuccess) {
+      *failure = Failure::kSection;
+      return attached;
+    }
+    if (layout().magic != 0) return os_error::kSuccess;
+    // The creator has not begun, or died half-way: one of us sets it up.
+    memory_->UnlockObject();
   }
-  const OsError result = shared_.InitSharedMutex(&section.mutex);
-  if (result != os_error::kSuccess) {
-    section.state.store(kFresh, std::memory_order_release);
-    return result;
+  *failure = Failure::kSection;
+  return os_error::kSharingViolation;
+}
+
+OsError TraceSection::SetUpAlone(Failure* failure) {
+  TraceSectionLayout& section = layout();
+  if (section.magic == 0) {
+    const OsError result = shared_.InitSharedMutex(&section.mutex);
+    if (result != os_error::kSuccess) {
+      *failure = Failure::kMutex;
+      return result;
+    }
+    section.control_word.store(1, std::memory_order_relaxed);
+    section.layout_size = sizeof(TraceSectionLayout);
+    section.magic = kSectionMagic;
   }
-  section.control_word.store(1, std::memory_order_relaxed);
+  // No other process uses the section, so nobody writes the file it names.
   section.file = TraceFileState{};
-  section.magic = kSectionMagic;
-  section.state.store(kReady, std::memory_order_release);
   return os_error::kSuccess;
 }
 

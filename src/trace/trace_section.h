@@ -2,14 +2,20 @@
 // machine sees, in the shared-memory object "/Q9TRACE_SECTION".
 //
 // Layout (one page at most, all fields native-endian):
-//   magic         uint32  'Q9TS' once initialised
-//   state         uint32  0 fresh, 1 being initialised, 2 ready
+//   magic         uint32  'Q9TS' once initialised, written last
+//   layout_size   uint32  bytes of this layout
 //   control_word  uint32  changed by whoever wants every process to read its
 //                         configuration again; starts at 1
 //   mutex         robust process-shared mutex that serialises all writers
 //   file          the trace-file pair being written: which base name, which
 //                 of the two files, its size, and a generation that changes
 //                 whenever writers must reopen
+//
+// Every process that uses the section holds a shared lock on the object for
+// as long as it does (the system drops it when the process dies). A process
+// that gets it exclusively has the section to itself: it sets the section up
+// when nobody finished doing so, and forgets the trace file state, whose
+// writers are all gone.
 #pragma once
 
 #include <atomic>
@@ -34,7 +40,7 @@ struct TraceFileState {
 
 struct TraceSectionLayout {
   uint32_t magic;
-  std::atomic<uint32_t> state;
+  uint32_t layout_size;
   std::atomic<uint32_t> control_word;
   uint32_t reserved;
   SharedMutexStorage mutex;
@@ -64,7 +70,8 @@ class TraceSection {
   TraceSectionLayout& layout() {
     return *static_cast<TraceSectionLayout*>(memory_->address());
   }
-  OsError InitialiseOnce();
+  OsError Attach(Failure* failure);
+  OsError SetUpAlone(Failure* failure);
 
   SharedObjects& shared_;
   std::unique_ptr<SharedMemory> memory_;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -18,8 +19,8 @@ namespace {
 static_assert(sizeof(pthread_mutex_t) <= sizeof(SharedMutexStorage));
 static_assert(alignof(pthread_mutex_t) <= alignof(SharedMutexStorage));
 
-// A writer that holds the mutex longer than this is taken to be stuck; the
-// record is dropped rather than the tool hung.
+// A writer that holds the mutex (or an object's lock) longer than this is
+// taken to be stuck; the record is dropped rather than the tool hung.
 constexpr time_t kLockTimeoutSeconds = 2;
 
 pthread_mutex_t* AsMutex(SharedMutexStorage* storage) {
@@ -45,16 +46,47 @@ class FdCloser {
   int fd_;
 };
 
+timespec DeadlineAfter(time_t seconds) {
+  timespec deadline;
+  ::clock_gettime(CLOCK_MONOTONIC, &deadline);
+  deadline.tv_sec += seconds;
+  return deadline;
+}
+
+bool IsPast(const timespec& deadline) {
+  timespec now;
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec > deadline.tv_sec ||
+         (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
+}
+
+// Keeps its descriptor: the object's lock belongs to it.
 class PosixSharedMemory final : public SharedMemory {
  public:
-  PosixSharedMemory(void* address, size_t size) : address_(address), size_(size) {}
+  PosixSharedMemory(int fd, void* address, size_t size)
+      : fd_(fd), address_(address), size_(size) {}
   PosixSharedMemory(const PosixSharedMemory&) = delete;
   PosixSharedMemory& operator=(const PosixSharedMemory&) = delete;
   ~PosixSharedMemory() override { ::munmap(address_, size_); }
   void* address() override { return address_; }
   size_t size() const override { return size_; }
 
+  OsError LockObject(ObjectLock kind, bool wait) override {
+    const int operation = (kind == ObjectLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+    const timespec deadline = DeadlineAfter(kLockTimeoutSeconds);
+    for (;;) {
+      if (::flock(fd_.get(), operation) == 0) return os_error::kSuccess;
+      if (errno == EINTR) continue;
+      if (errno != EWOULDBLOCK) return OsErrorFromErrno(errno);
+      if (!wait || IsPast(deadline)) return os_error::kSharingViolation;
+      const timespec pause{0, 1'000'000};
+      ::nanosleep(&pause, nullptr);
+    }
+  }
+  void UnlockObject() override { ::flock(fd_.get(), LOCK_UN); }
+
  private:
+  FdCloser fd_;
   void* address_;
   size_t size_;
 };
@@ -147,7 +179,7 @@ OsError PosixSharedObjects::MapSharedMemory(const std::string& name, size_t min_
   if (size == 0) return os_error::kFileNotFound;
   void* address = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
   if (address == MAP_FAILED) return OsErrorFromErrno(errno);
-  *memory = std::make_unique<PosixSharedMemory>(address, size);
+  *memory = std::make_unique<PosixSharedMemory>(fd.Release(), address, size);
   return os_error::kSuccess;
 }
 
@@ -170,9 +202,7 @@ MutexLockResult PosixSharedObjects::LockSharedMutex(SharedMutexStorage* mutex) {
   // The deadline costs a clock read; most locks are free and need none.
   int rc = ::pthread_mutex_trylock(AsMutex(mutex));
   if (rc == EBUSY) {
-    timespec deadline;
-    ::clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += kLockTimeoutSeconds;
+    const timespec deadline = DeadlineAfter(kLockTimeoutSeconds);
     rc = ::pthread_mutex_clocklock(AsMutex(mutex), CLOCK_MONOTONIC, &deadline);
   }
   if (rc == 0) return MutexLockResult::kLocked;
