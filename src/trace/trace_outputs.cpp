@@ -57,13 +57,15 @@ class SerialOutput final : public TraceOutput {
 
 class RingOutput final : public TraceOutput {
  public:
-  explicit RingOutput(std::unique_ptr<SharedMemory> memory) : memory_(std::move(memory)) {}
+  RingOutput(std::unique_ptr<SharedMemory> memory, uint32_t slot_count)
+      : memory_(std::move(memory)), slot_count_(slot_count) {}
   void Write(uint32_t, std::string_view line) override {
-    AppendToTraceRing(memory_->address(), WithoutLineEnd(line));
+    AppendToTraceRing(memory_->address(), slot_count_, WithoutLineEnd(line));
   }
 
  private:
   std::unique_ptr<SharedMemory> memory_;
+  const uint32_t slot_count_;
 };
 
 std::unique_ptr<TraceOutput> OpenDevice(const TraceOutputContext& context) {
@@ -88,14 +90,16 @@ std::unique_ptr<TraceOutput> OpenRing(const TraceConfig& config,
   const size_t size = std::max(config.shared_memory_size, kTraceRingMinimumSize);
   std::unique_ptr<SharedMemory> memory;
   const OsError error = context.env.shared().MapSharedMemory(context.names.ring, size, true, &memory);
-  if (error != os_error::kSuccess || !PrepareTraceRing(memory->address(), memory->size())) {
+  const uint32_t slot_count =
+      error == os_error::kSuccess ? PrepareTraceRing(memory->address(), memory->size()) : 0;
+  if (slot_count == 0) {
     char text[96];
     std::snprintf(text, sizeof text, "ERROR: Can't create Q9SDD_Trace, GetLastError()=%d \n",
                   static_cast<int>(error));
     ReportToDebugger(context.env.process(), text);
     return nullptr;
   }
-  return std::make_unique<RingOutput>(std::move(memory));
+  return std::make_unique<RingOutput>(std::move(memory), slot_count);
 }
 
 }  // namespace

@@ -27,9 +27,9 @@ const TraceRingHeader* ValidHeader(const void* memory, size_t size) {
 
 }  // namespace
 
-bool PrepareTraceRing(void* memory, size_t size) {
-  if (size < kTraceRingMinimumSize) return false;
-  if (ValidHeader(memory, size) != nullptr) return true;
+uint32_t PrepareTraceRing(void* memory, size_t size) {
+  if (size < kTraceRingMinimumSize) return 0;
+  if (const TraceRingHeader* valid = ValidHeader(memory, size)) return valid->slot_count;
   std::memset(memory, 0, size);
   auto* header = static_cast<TraceRingHeader*>(memory);
   header->magic = kRingMagic;
@@ -37,13 +37,13 @@ bool PrepareTraceRing(void* memory, size_t size) {
   header->slot_size = sizeof(TraceRingSlot);
   header->slot_count = static_cast<uint32_t>((size - sizeof(TraceRingHeader)) / sizeof(TraceRingSlot));
   header->next_sequence.store(1, std::memory_order_release);
-  return true;
+  return header->slot_count;
 }
 
-void AppendToTraceRing(void* memory, std::string_view record) {
+void AppendToTraceRing(void* memory, uint32_t slot_count, std::string_view record) {
   auto* header = static_cast<TraceRingHeader*>(memory);
   const uint64_t sequence = header->next_sequence.load(std::memory_order_relaxed);
-  TraceRingSlot& slot = Slots(memory)[(sequence - 1) % header->slot_count];
+  TraceRingSlot& slot = Slots(memory)[(sequence - 1) % slot_count];
   const size_t length = std::min(record.size(), sizeof slot.text - 1);
   slot.sequence.store(0, std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_release);
@@ -57,23 +57,24 @@ void AppendToTraceRing(void* memory, std::string_view record) {
 TraceRingReader::TraceRingReader(const void* memory, size_t size)
     : header_(ValidHeader(memory, size)) {
   if (header_ == nullptr) return;
+  slot_count_ = header_->slot_count;
   const uint64_t next = header_->next_sequence.load(std::memory_order_acquire);
-  next_ = next > header_->slot_count ? next - header_->slot_count : 1;
+  next_ = next > slot_count_ ? next - slot_count_ : 1;
 }
 
 const TraceRingSlot& TraceRingReader::SlotOf(uint64_t sequence) const {
   const auto* slots = reinterpret_cast<const TraceRingSlot*>(
       reinterpret_cast<const unsigned char*>(header_) + sizeof(TraceRingHeader));
-  return slots[(sequence - 1) % header_->slot_count];
+  return slots[(sequence - 1) % slot_count_];
 }
 
 uint64_t TraceRingReader::ReadNew(const std::function<void(std::string_view)>& sink) {
   if (header_ == nullptr) return 0;
   const uint64_t end = header_->next_sequence.load(std::memory_order_acquire);
   uint64_t lost = 0;
-  if (end > next_ + header_->slot_count) {
-    lost += end - header_->slot_count - next_;
-    next_ = end - header_->slot_count;
+  if (end > next_ + slot_count_) {
+    lost += end - slot_count_ - next_;
+    next_ = end - slot_count_;
   }
   char text[sizeof(TraceRingSlot::text)];
   for (; next_ < end; ++next_) {

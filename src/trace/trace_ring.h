@@ -57,11 +57,16 @@ static_assert(sizeof(TraceRingSlot) == 440);
 inline constexpr size_t kTraceRingMinimumSize = sizeof(TraceRingHeader) + sizeof(TraceRingSlot);
 
 // Sets the ring up in `memory` unless it holds a valid ring already (whose
-// layout is then kept). False when `size` is too small. Call under the lock.
-bool PrepareTraceRing(void* memory, size_t size);
+// layout is then kept). Returns its slot count, checked against `size`; 0
+// when `size` is too small. Call under the lock.
+//
+// The header lies in memory every process can write, so writers and readers
+// take the slot count once, when they map the ring, and never again.
+uint32_t PrepareTraceRing(void* memory, size_t size);
 
-// Stores one record (cut to fit a slot). Call under the lock.
-void AppendToTraceRing(void* memory, std::string_view record);
+// Stores one record (cut to fit a slot) in a ring of `slot_count` slots, as
+// PrepareTraceRing returned it. Call under the lock.
+void AppendToTraceRing(void* memory, uint32_t slot_count, std::string_view record);
 
 // Follows a ring from the oldest record it still holds.
 class TraceRingReader {
@@ -78,6 +83,7 @@ class TraceRingReader {
   const TraceRingSlot& SlotOf(uint64_t sequence) const;
 
   const TraceRingHeader* header_ = nullptr;
+  uint64_t slot_count_ = 0;
   uint64_t next_ = 1;
 };
 

@@ -11,10 +11,10 @@ namespace {
 // Order, lapping and late readers are covered with the reader program.
 TEST(TraceRingTest, KeepsAnExistingRingCutsLongRecordsAndRejectsOtherMemory) {
   std::vector<unsigned char> memory(sizeof(TraceRingHeader) + 4 * sizeof(TraceRingSlot));
-  ASSERT_TRUE(PrepareTraceRing(memory.data(), memory.size()));
-  AppendToTraceRing(memory.data(), "kept");
-  ASSERT_TRUE(PrepareTraceRing(memory.data(), memory.size()));
-  AppendToTraceRing(memory.data(), std::string(1000, 'y'));
+  ASSERT_EQ(PrepareTraceRing(memory.data(), memory.size()), 4u);
+  AppendToTraceRing(memory.data(), 4, "kept");
+  ASSERT_EQ(PrepareTraceRing(memory.data(), memory.size()), 4u);
+  AppendToTraceRing(memory.data(), 4, std::string(1000, 'y'));
   std::vector<std::string> records;
   TraceRingReader reader(memory.data(), memory.size());
   EXPECT_EQ(reader.ReadNew([&](std::string_view r) { records.emplace_back(r); }), 0u);
@@ -24,7 +24,23 @@ TEST(TraceRingTest, KeepsAnExistingRingCutsLongRecordsAndRejectsOtherMemory) {
   EXPECT_FALSE(TraceRingReader(memory.data(), memory.size() - 1).valid());
   std::vector<unsigned char> zeros(kTraceRingMinimumSize, 0);
   EXPECT_FALSE(TraceRingReader(zeros.data(), zeros.size()).valid());
-  EXPECT_FALSE(PrepareTraceRing(zeros.data(), kTraceRingMinimumSize - 1));
+  EXPECT_EQ(PrepareTraceRing(zeros.data(), kTraceRingMinimumSize - 1), 0u);
+}
+
+// Any process may scribble on the header; a reader that took the slot count
+// when it mapped the ring neither divides by zero nor leaves the mapping.
+TEST(TraceRingTest, ReaderKeepsTheSlotCountItMappedWith) {
+  std::vector<unsigned char> memory(sizeof(TraceRingHeader) + 2 * sizeof(TraceRingSlot));
+  ASSERT_EQ(PrepareTraceRing(memory.data(), memory.size()), 2u);
+  TraceRingReader reader(memory.data(), memory.size());
+  auto* header = reinterpret_cast<TraceRingHeader*>(memory.data());
+  std::vector<std::string> records;
+  for (const uint32_t corrupt : {0u, 0xFFFFFFFFu}) {
+    header->slot_count = corrupt;
+    AppendToTraceRing(memory.data(), 2, "r" + std::to_string(corrupt));
+    reader.ReadNew([&](std::string_view r) { records.emplace_back(r); });
+  }
+  EXPECT_EQ(records, (std::vector<std::string>{"r0", "r4294967295"}));
 }
 
 }  // namespace
