@@ -183,6 +183,7 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
     const char* output;
     OsError map_error, mutex_error, device_error;
     const char* report;
+    bool foreign_section = false;  // its layout is not ours
   };
   const Case cases[] = {
       // Only the maker of the section initialises its mutex: this case goes first.
@@ -197,6 +198,8 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
       // A section that fails does not stop the records.
       {"DBG", 5, 0, 0,
        "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  still traced\n"},
+      {"DBG", 0, 0, 0,
+       "ERROR: Can't create Q9TRC_SECTION, GetLastError()=183 \nImport:  still traced\n", true},
   };
   for (const Case& c : cases) {
     debug().clear();
@@ -204,6 +207,11 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
     t_.shared.map_error = c.map_error;
     t_.shared.mutex_error = c.mutex_error;
     t_.shared.device_error = c.device_error;
+    if (c.foreign_section) {
+      std::unique_ptr<SharedMemory> section;
+      ASSERT_EQ(t_.shared.MapSharedMemory(names_.section, 0, false, &section), 0);
+      static_cast<TraceSectionLayout*>(section->address())->layout_size += 8;
+    }
     Start();
     Q9_TRACE(kImport, 64, "still traced");
     EXPECT_EQ(debug(), c.report) << c.output << " " << c.map_error << c.mutex_error;

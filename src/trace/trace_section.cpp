@@ -8,6 +8,16 @@ constexpr uint32_t kSectionMagic = 0x53543951;  // "Q9TS"
 // many times at most.
 constexpr int kAttachRounds = 50;
 
+// A section of another layout (another build, or something else under the
+// name) is neither used nor overwritten.
+OsError CheckLayout(const TraceSectionLayout& section, TraceSection::Failure* failure) {
+  if (section.magic == kSectionMagic && section.layout_size == sizeof(TraceSectionLayout)) {
+    return os_error::kSuccess;
+  }
+  *failure = TraceSection::Failure::kSection;
+  return os_error::kAlreadyExists;
+}
+
 }  // namespace
 
 std::unique_ptr<TraceSection> TraceSection::Open(SharedObjects& shared, const std::string& name,
@@ -40,7 +50,7 @@ OsError TraceSection::Attach(Failure* failure) {
       *failure = Failure::kSection;
       return attached;
     }
-    if (layout().magic != 0) return os_error::kSuccess;
+    if (layout().magic != 0) return CheckLayout(layout(), failure);
     // The creator has not begun, or died half-way: one of us sets it up.
     memory_->UnlockObject();
   }
@@ -59,6 +69,8 @@ OsError TraceSection::SetUpAlone(Failure* failure) {
     section.control_word.store(1, std::memory_order_relaxed);
     section.layout_size = sizeof(TraceSectionLayout);
     section.magic = kSectionMagic;
+  } else if (const OsError foreign = CheckLayout(section, failure)) {
+    return foreign;
   }
   // No other process uses the section, so nobody writes the file it names.
   section.file = TraceFileState{};

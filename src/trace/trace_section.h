@@ -53,7 +53,7 @@ class TraceSection {
 
   // Opens the section, creating and initialising it when it is new. On
   // failure `*failure` says which object could not be created and `*error`
-  // the system's error number.
+  // the system's error number; a section of another layout gives 183.
   static std::unique_ptr<TraceSection> Open(SharedObjects& shared, const std::string& name,
                                             Failure* failure, OsError* error);
 
