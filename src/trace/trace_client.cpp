@@ -53,7 +53,8 @@ class ActiveClient {
 
  private:
   void OpenSection();
-  bool Lock();
+  // Takes the process's lock, then the section's.
+  bool Lock(bool starting);
   void Unlock();
   void StandDown();
   // Reads the configuration and opens the destination; under the lock.
@@ -71,10 +72,10 @@ class ActiveClient {
   uint32_t process_id_ = 0;
   const std::string module_;
   const TraceObjectNames names_;
-  std::unique_ptr<TraceSection> section_;
-  // Used when the section cannot be had: tracing then serialises within the
-  // process only.
+  // Serialises the process's writers, and stands alone while the section
+  // cannot be had. section_ changes only under it.
   std::mutex local_mutex_;
+  std::unique_ptr<TraceSection> section_;
   std::atomic<uint32_t> local_control_{1};
   TraceFileState local_file_state_;
 
@@ -92,9 +93,8 @@ std::unique_ptr<ActiveClient> g_client;
 
 void ActiveClient::Start() {
   process_id_ = env_.process().ProcessId();
-  OpenSection();
-  gate.shared_control.store(section_ != nullptr ? &section_->control_word() : &local_control_);
-  if (!Lock()) return StandDown();
+  gate.shared_control.store(&local_control_);
+  if (!Lock(true)) return StandDown();
   Initialise();
   Unlock();
 }
@@ -111,7 +111,10 @@ void ActiveClient::OpenSection() {
   TraceSection::Failure failure;
   OsError error;
   section_ = TraceSection::Open(env_.shared(), names_.section, &failure, &error);
-  if (section_ != nullptr) return;
+  if (section_ != nullptr) {
+    gate.shared_control.store(&section_->control_word());
+    return;
+  }
   char text[96];
   std::snprintf(text, sizeof text,
                 failure == TraceSection::Failure::kMutex ? kMutexFailedFormat : kSectionFailedFormat,
@@ -119,20 +122,18 @@ void ActiveClient::OpenSection() {
   env_.process().DebugOutput(text);
 }
 
-bool ActiveClient::Lock() {
-  if (section_ == nullptr) {
-    local_mutex_.lock();
-    return true;
-  }
-  return section_->Lock() != MutexLockResult::kFailed;
+bool ActiveClient::Lock(bool starting) {
+  local_mutex_.lock();
+  // A section that could not be had is tried again at every reading.
+  if (section_ == nullptr && (starting || ConfigurationStale())) OpenSection();
+  if (section_ == nullptr || section_->Lock() != MutexLockResult::kFailed) return true;
+  local_mutex_.unlock();
+  return false;
 }
 
 void ActiveClient::Unlock() {
-  if (section_ == nullptr) {
-    local_mutex_.unlock();
-  } else {
-    section_->Unlock();
-  }
+  if (section_ != nullptr) section_->Unlock();
+  local_mutex_.unlock();
 }
 
 void ActiveClient::Initialise() {
@@ -192,7 +193,7 @@ uint32_t ActiveClient::CurrentThreadId() {
 
 void ActiveClient::Write(const TraceSite& site, uint32_t level, const char* file, int line,
                          const char* format, va_list args) {
-  if (!Lock()) return StandDown();
+  if (!Lock(false)) return StandDown();
   if (ConfigurationStale()) Initialise();
   if ((config_.level_mask & level) != 0 && output_ != nullptr && PassesSiteFilters(site)) {
     char message[kTraceRecordBufferSize];

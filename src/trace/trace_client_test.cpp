@@ -161,6 +161,23 @@ TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\nImport:  still\n");
 }
 
+TEST_F(TraceClientTest, ASectionThatFailedIsCreatedAtTheNextReading) {
+  UseDebuggerText("0x40");
+  t_.SetTrace("Consult", "60");
+  t_.shared.map_error = os_error::kAccessDenied;
+  Start();
+  t_.shared.map_error = 0;
+  t_.clock.Advance(60);
+  Q9_TRACE(kImport, 64, "read again");
+  // Only a client that now uses the section sees the signal.
+  t_.SetTrace("Level", "0x10");
+  ASSERT_EQ(SignalTraceReconfiguration(t_.shared, names_.section), 0);
+  Q9_TRACE(kImport, 16, "signalled");
+  EXPECT_EQ(debug(),
+            "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  read again\n"
+            "Import:  signalled\n");
+}
+
 TEST_F(TraceClientTest, DeviceAndSerialPortReceiveWholeLines) {
   names_.vxd_device = dir_.WriteFile("vxd", "");
   names_.com2 = dir_.WriteFile("ttyS1", "");
