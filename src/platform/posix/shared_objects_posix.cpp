@@ -103,10 +103,13 @@ int GrowTo(int fd, size_t size) {
   return ::ftruncate(fd, static_cast<off_t>(size)) == 0 ? 0 : errno;
 }
 
-int OpenOrCreate(const std::string& name, bool create) {
+// `*created` tells whether this call made the object.
+int OpenOrCreate(const std::string& name, bool create, bool* created) {
+  *created = false;
   if (!create) return ::shm_open(name.c_str(), O_RDWR | O_CLOEXEC, 0);
   int fd = ::shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0660);
   if (fd >= 0) {
+    *created = true;
     // The umask must not take the group's access away.
     ::fchmod(fd, 0660);
     return fd;
@@ -167,11 +170,16 @@ void SetSerialLine(int fd) {
 OsError PosixSharedObjects::MapSharedMemory(const std::string& name, size_t min_size, bool create,
                                             std::unique_ptr<SharedMemory>* memory) {
   memory->reset();
-  FdCloser fd(OpenOrCreate(name, create));
+  bool created = false;
+  FdCloser fd(OpenOrCreate(name, create, &created));
   if (fd.get() < 0) return OsErrorFromErrno(errno);
   if (min_size > 0) {
     const int rc = GrowTo(fd.get(), min_size);
-    if (rc != 0) return OsErrorFromErrno(rc);
+    if (rc != 0) {
+      // An empty object would only be in the way of the next attempt.
+      if (created) ::shm_unlink(name.c_str());
+      return OsErrorFromErrno(rc);
+    }
   }
   struct stat st;
   if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno);

@@ -45,6 +45,18 @@ TEST_F(PosixSharedObjectsTest, CreatesZeroedObjectsForTheGroupAndNeverShrinksThe
   EXPECT_EQ(existing, nullptr);
 }
 
+// No size fits in an off_t this large, so growing fails without using memory.
+TEST_F(PosixSharedObjectsTest, AnObjectThatCannotGrowIsRemovedOnlyWhenThisCallMadeIt) {
+  const std::string path = "/dev/shm" + name_;
+  std::unique_ptr<SharedMemory> memory;
+  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &memory), 0);
+  EXPECT_FALSE(testing::PathExists(path));
+
+  ASSERT_EQ(shared_.MapSharedMemory(name_, 100, true, &memory), 0);
+  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &memory), 0);
+  EXPECT_TRUE(testing::PathExists(path));
+}
+
 TEST_F(PosixSharedObjectsTest, DevicesReportWhyTheyCannotBeOpened) {
   testing::TempDir dir;
   std::unique_ptr<WritableFile> device;
