@@ -72,7 +72,6 @@ TEST(TraceConfigTest, OnlyNonEmptyStringsThatFitTheBufferCount) {
   TraceRegistry registry;
   registry.Set("Level", "0x40", RegistryType::kDword);
   registry.Set("Consult", "30", RegistryType::kExpandString);
-  registry.Set("Format", "");
   EXPECT_EQ(ReadTraceConfig(registry).level_mask, 0u);
   EXPECT_EQ(ReadTraceConfig(registry).consult_seconds, 0u);
 
