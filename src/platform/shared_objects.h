@@ -20,8 +20,11 @@ enum class ObjectLock { kShared, kExclusive };
 class SharedMemory {
  public:
   virtual ~SharedMemory() = default;
+  // Read-only mappings fault on writes.
   virtual void* address() = 0;
   virtual size_t size() const = 0;
+  // Tells objects apart: a name removed and made again names another one.
+  virtual uint64_t object_id() const = 0;
 
   // Takes, or converts to `kind`, an advisory lock on the object held
   // through this mapping until it is unlocked or unmapped: shared locks
@@ -56,6 +59,10 @@ class SharedObjects {
   [[nodiscard]] virtual OsError MapSharedMemory(const std::string& name, size_t min_size,
                                                 bool create,
                                                 std::unique_ptr<SharedMemory>* memory) = 0;
+  // Maps the existing, non-empty object `name` for reading only, so a
+  // process without write access can follow it.
+  [[nodiscard]] virtual OsError MapSharedMemoryReadOnly(const std::string& name,
+                                                        std::unique_ptr<SharedMemory>* memory) = 0;
   // Removes the name; mappings stay valid until they are released.
   virtual OsError RemoveSharedMemory(const std::string& name) = 0;
 

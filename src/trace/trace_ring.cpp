@@ -62,6 +62,12 @@ TraceRingReader::TraceRingReader(const void* memory, size_t size)
   next_ = next > slot_count_ ? next - slot_count_ : 1;
 }
 
+bool TraceRingReader::Restarted() const {
+  return header_ != nullptr &&
+         (header_->magic != kRingMagic || header_->slot_count != slot_count_ ||
+          header_->next_sequence.load(std::memory_order_acquire) < next_);
+}
+
 const TraceRingSlot& TraceRingReader::SlotOf(uint64_t sequence) const {
   const auto* slots = reinterpret_cast<const TraceRingSlot*>(
       reinterpret_cast<const unsigned char*>(header_) + sizeof(TraceRingHeader));

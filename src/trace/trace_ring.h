@@ -75,6 +75,9 @@ class TraceRingReader {
 
   // False when the memory holds no valid ring.
   bool valid() const { return header_ != nullptr; }
+  // True when the ring was set up anew since this reader took it (its
+  // sequence went back, or its layout changed).
+  bool Restarted() const;
   // Hands every record written since the last call to `sink`, oldest first;
   // returns how many records were overwritten before they could be read.
   uint64_t ReadNew(const std::function<void(std::string_view)>& sink);

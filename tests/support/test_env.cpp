@@ -113,6 +113,11 @@ OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t m
   return error;
 }
 
+OsError IsolatedSharedObjects::MapSharedMemoryReadOnly(const std::string& name,
+                                                       std::unique_ptr<SharedMemory>* memory) {
+  return PosixSharedObjects::MapSharedMemoryReadOnly(Isolated(name), memory);
+}
+
 OsError IsolatedSharedObjects::RemoveSharedMemory(const std::string& name) {
   return PosixSharedObjects::RemoveSharedMemory(Isolated(name));
 }

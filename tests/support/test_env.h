@@ -83,7 +83,8 @@ class FakeLibraries : public DynamicLibraries {
 
 // The real shared objects under names of this test process's own, so tests
 // never meet the machine's trace section or each other's; the objects it
-// created are removed when it goes away. Non-zero errors make the calls fail.
+// created are removed when it goes away. Non-zero errors make the calls fail
+// (map_error the writable mappings only).
 class IsolatedSharedObjects : public PosixSharedObjects {
  public:
   IsolatedSharedObjects();
@@ -91,6 +92,8 @@ class IsolatedSharedObjects : public PosixSharedObjects {
 
   OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
                           std::unique_ptr<SharedMemory>* memory) override;
+  OsError MapSharedMemoryReadOnly(const std::string& name,
+                                  std::unique_ptr<SharedMemory>* memory) override;
   OsError RemoveSharedMemory(const std::string& name) override;
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
   OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;

@@ -53,18 +53,43 @@ void PrintNew(TraceRingReader& reader, std::ostream& out, std::ostream& err) {
   if (lost > 0) err << "q9trace-reader: " << lost << " records overwritten before they were read\n";
 }
 
-int Follow(const ReaderOptions& options, SharedObjects& shared, std::ostream& out,
-           std::ostream& err, const std::function<bool()>& keep_following) {
+// The ring being followed, mapped for reading only.
+struct FollowedRing {
   std::unique_ptr<SharedMemory> memory;
   std::unique_ptr<TraceRingReader> reader;
+};
+
+// Maps the ring under `name`; false while there is none (it appears with the
+// first process that traces to it).
+bool MapRing(SharedObjects& shared, const std::string& name, FollowedRing* ring) {
+  std::unique_ptr<SharedMemory> memory;
+  if (shared.MapSharedMemoryReadOnly(name, &memory) != os_error::kSuccess) return false;
+  auto reader = std::make_unique<TraceRingReader>(memory->address(), memory->size());
+  if (!reader->valid()) return false;
+  *ring = FollowedRing{std::move(memory), std::move(reader)};
+  return true;
+}
+
+// True when the name now stands for another object: a writer removed the
+// ring and made a new one.
+bool Replaced(SharedObjects& shared, const std::string& name, const FollowedRing& ring) {
+  std::unique_ptr<SharedMemory> latest;
+  return shared.MapSharedMemoryReadOnly(name, &latest) == os_error::kSuccess &&
+         latest->object_id() != ring.memory->object_id();
+}
+
+int Follow(const ReaderOptions& options, SharedObjects& shared, std::ostream& out,
+           std::ostream& err, const std::function<bool()>& keep_following) {
+  FollowedRing ring;
   while (keep_following()) {
-    // The ring appears with the first process that traces to it.
-    if (reader == nullptr &&
-        shared.MapSharedMemory(options.ring, 0, false, &memory) == os_error::kSuccess) {
-      reader = std::make_unique<TraceRingReader>(memory->address(), memory->size());
-      if (!reader->valid()) reader.reset();
+    // A ring set up anew may have another size than the mapping.
+    if (ring.reader != nullptr &&
+        (ring.reader->Restarted() || Replaced(shared, options.ring, ring))) {
+      ring = FollowedRing{};
     }
-    if (reader != nullptr) PrintNew(*reader, out, err);
+    if (ring.reader != nullptr || MapRing(shared, options.ring, &ring)) {
+      PrintNew(*ring.reader, out, err);
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(options.interval_ms));
   }
   return 0;
@@ -73,7 +98,7 @@ int Follow(const ReaderOptions& options, SharedObjects& shared, std::ostream& ou
 int Dump(const ReaderOptions& options, SharedObjects& shared, std::ostream& out,
          std::ostream& err) {
   std::unique_ptr<SharedMemory> memory;
-  const OsError error = shared.MapSharedMemory(options.ring, 0, false, &memory);
+  const OsError error = shared.MapSharedMemoryReadOnly(options.ring, &memory);
   if (error != os_error::kSuccess) {
     err << "q9trace-reader: cannot open " << options.ring << " (error " << error << ")\n";
     return 1;

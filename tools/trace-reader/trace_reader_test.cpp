@@ -7,6 +7,7 @@
 #include "test_env.h"
 #include "trace/trace.h"
 #include "trace/trace_client.h"
+#include "trace/trace_ring.h"
 
 namespace q9 {
 namespace {
@@ -65,10 +66,39 @@ TEST_F(TraceReaderTest, ReportsRecordsThatWentRoundTheRingUnreadAndDumpsTheRest)
   EXPECT_EQ(out_.str(), "Update:  step 1\nUpdate:  step 4\nUpdate:  step 5\n");
   EXPECT_EQ(err_.str(), "q9trace-reader: 2 records overwritten before they were read\n");
 
-  // A dump shows the records held, oldest first.
+  // A dump shows the records held, oldest first, to a viewer that may not
+  // write to the ring.
   out_.str("");
+  t_.shared.map_error = os_error::kAccessDenied;
   EXPECT_EQ(Run({"--dump", "--name", names_.ring}), 0);
   EXPECT_EQ(out_.str(), "Update:  step 4\nUpdate:  step 5\n");
+}
+
+TEST_F(TraceReaderTest, FollowsARingSetUpAnewOrMadeAgainUnderItsName) {
+  Start();
+  Q9_TRACE(kSite, 64, "old 1");
+  Q9_TRACE(kSite, 64, "old 2");
+  int polls = 0;
+  const auto restarting_writer = [&] {
+    if (++polls == 2) {  // a ring spoilt in place is set up anew
+      TraceClient::Stop();
+      std::unique_ptr<SharedMemory> ring;
+      EXPECT_EQ(t_.shared.MapSharedMemory(names_.ring, 0, false, &ring), 0);
+      static_cast<TraceRingHeader*>(ring->address())->magic = 0;
+      Start();
+      Q9_TRACE(kSite, 64, "anew");
+    }
+    if (polls == 3) {  // a larger ring under the same name
+      TraceClient::Stop();
+      EXPECT_EQ(t_.shared.RemoveSharedMemory(names_.ring), 0);
+      t_.SetTrace("sm_size", "90000");
+      Start();
+      Q9_TRACE(kSite, 64, "replaced");
+    }
+    return polls <= 3;
+  };
+  EXPECT_EQ(Run({"--name", names_.ring, "--interval", "1"}, restarting_writer), 0);
+  EXPECT_EQ(out_.str(), "Update:  old 1\nUpdate:  old 2\nUpdate:  anew\nUpdate:  replaced\n");
 }
 
 TEST_F(TraceReaderTest, ReconfigureMakesTracingProcessesReadTheirConfigurationAgain) {

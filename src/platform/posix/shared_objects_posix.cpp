@@ -63,13 +63,14 @@ bool IsPast(const timespec& deadline) {
 // Keeps its descriptor: the object's lock belongs to it.
 class PosixSharedMemory final : public SharedMemory {
  public:
-  PosixSharedMemory(int fd, void* address, size_t size)
-      : fd_(fd), address_(address), size_(size) {}
+  PosixSharedMemory(int fd, void* address, size_t size, uint64_t object_id)
+      : fd_(fd), address_(address), size_(size), object_id_(object_id) {}
   PosixSharedMemory(const PosixSharedMemory&) = delete;
   PosixSharedMemory& operator=(const PosixSharedMemory&) = delete;
   ~PosixSharedMemory() override { ::munmap(address_, size_); }
   void* address() override { return address_; }
   size_t size() const override { return size_; }
+  uint64_t object_id() const override { return object_id_; }
 
   OsError LockObject(ObjectLock kind, bool wait) override {
     const int operation = (kind == ObjectLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB;
@@ -89,6 +90,7 @@ class PosixSharedMemory final : public SharedMemory {
   FdCloser fd_;
   void* address_;
   size_t size_;
+  uint64_t object_id_;
 };
 
 // Grows the object without ever shrinking it, so two processes that ask for
@@ -116,6 +118,20 @@ int OpenOrCreate(const std::string& name, bool create, bool* created) {
   }
   if (errno != EEXIST) return -1;
   return ::shm_open(name.c_str(), O_RDWR | O_CLOEXEC, 0);
+}
+
+// Maps all of the object open on `fd`, which the mapping then owns.
+OsError MapAll(int fd, int protection, std::unique_ptr<SharedMemory>* memory) {
+  FdCloser owned(fd);
+  struct stat st;
+  if (::fstat(fd, &st) != 0) return OsErrorFromErrno(errno);
+  const size_t size = static_cast<size_t>(st.st_size);
+  if (size == 0) return os_error::kFileNotFound;
+  void* address = ::mmap(nullptr, size, protection, MAP_SHARED, fd, 0);
+  if (address == MAP_FAILED) return OsErrorFromErrno(errno);
+  *memory = std::make_unique<PosixSharedMemory>(owned.Release(), address, size,
+                                                static_cast<uint64_t>(st.st_ino));
+  return os_error::kSuccess;
 }
 
 OsError DeviceOpenError(int err, const std::string& path) {
@@ -181,14 +197,15 @@ OsError PosixSharedObjects::MapSharedMemory(const std::string& name, size_t min_
       return OsErrorFromErrno(rc);
     }
   }
-  struct stat st;
-  if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno);
-  const size_t size = static_cast<size_t>(st.st_size);
-  if (size == 0) return os_error::kFileNotFound;
-  void* address = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
-  if (address == MAP_FAILED) return OsErrorFromErrno(errno);
-  *memory = std::make_unique<PosixSharedMemory>(fd.Release(), address, size);
-  return os_error::kSuccess;
+  return MapAll(fd.Release(), PROT_READ | PROT_WRITE, memory);
+}
+
+OsError PosixSharedObjects::MapSharedMemoryReadOnly(const std::string& name,
+                                                    std::unique_ptr<SharedMemory>* memory) {
+  memory->reset();
+  const int fd = ::shm_open(name.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  if (fd < 0) return OsErrorFromErrno(errno);
+  return MapAll(fd, PROT_READ, memory);
 }
 
 OsError PosixSharedObjects::RemoveSharedMemory(const std::string& name) {

@@ -10,6 +10,8 @@ class PosixSharedObjects : public SharedObjects {
  public:
   OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
                           std::unique_ptr<SharedMemory>* memory) override;
+  OsError MapSharedMemoryReadOnly(const std::string& name,
+                                  std::unique_ptr<SharedMemory>* memory) override;
   OsError RemoveSharedMemory(const std::string& name) override;
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
   MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
