@@ -31,7 +31,9 @@ class FileTraceOutput final : public TraceOutput {
   // modified last (file 1 on equal times or when neither exists), and makes
   // it the current file of every writer. When the shared state shows another
   // writer on this pair (its file has the size the state records), that
-  // writer's file is kept. Call under the trace mutex.
+  // writer's file is kept; the trace section forgets the state once no
+  // process uses it, so only a live writer's choice is kept. Call under the
+  // trace mutex.
   void ChooseCurrentFile();
 
   void Write(uint32_t, std::string_view line) override;

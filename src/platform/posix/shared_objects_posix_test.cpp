@@ -45,6 +45,24 @@ TEST_F(PosixSharedObjectsTest, CreatesZeroedObjectsForTheGroupAndNeverShrinksThe
   EXPECT_EQ(existing, nullptr);
 }
 
+// Locks belong to each mapping, not to the process: the trace section counts
+// its users, several of them in one test process, this way.
+TEST_F(PosixSharedObjectsTest, ObjectLocksExcludeOtherMappingsUntilReleased) {
+  std::unique_ptr<SharedMemory> first;
+  std::unique_ptr<SharedMemory> second;
+  ASSERT_EQ(shared_.MapSharedMemory(name_, 64, true, &first), 0);
+  ASSERT_EQ(shared_.MapSharedMemoryReadOnly(name_, &second), 0);
+  EXPECT_EQ(first->object_id(), second->object_id());
+  ASSERT_EQ(first->LockObject(ObjectLock::kShared, false), 0);
+  EXPECT_EQ(second->LockObject(ObjectLock::kExclusive, false), 32);
+  EXPECT_EQ(second->LockObject(ObjectLock::kShared, false), 0);
+  EXPECT_EQ(first->LockObject(ObjectLock::kExclusive, false), 32);
+  second->UnlockObject();
+  EXPECT_EQ(first->LockObject(ObjectLock::kExclusive, false), 0);
+  first.reset();
+  EXPECT_EQ(second->LockObject(ObjectLock::kExclusive, false), 0);
+}
+
 // No size fits in an off_t this large, so growing fails without using memory.
 TEST_F(PosixSharedObjectsTest, AnObjectThatCannotGrowIsRemovedOnlyWhenThisCallMadeIt) {
   const std::string path = "/dev/shm" + name_;
