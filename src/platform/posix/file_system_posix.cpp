@@ -431,13 +431,24 @@ OsError PosixFileSystem::DeleteTree(const std::string& path) {
   return os_error::kSuccess;
 }
 
+namespace {
+
+// The one way files are opened for reading: resolved, regular files only.
+OsError OpenForReading(PosixFileSystem& files, const std::string& path, std::string* real,
+                       ScopedFd* fd, struct stat* st) {
+  if (path.empty()) return os_error::kPathNotFound;
+  *real = files.Resolve(path);
+  return OpenRegularFile(*real, fd, st);
+}
+
+}  // namespace
+
 OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents) {
   contents->clear();
-  if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
   ScopedFd fd;
   struct stat st;
-  const OsError error = OpenRegularFile(real, &fd, &st);
+  const OsError error = OpenForReading(*this, path, &real, &fd, &st);
   if (error != os_error::kSuccess) return error;
   contents->reserve(static_cast<size_t>(st.st_size));
   char buffer[64 * 1024];
@@ -457,11 +468,10 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
 OsError PosixFileSystem::OpenSequential(const std::string& path,
                                         std::unique_ptr<SequentialFile>* file) {
   file->reset();
-  if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
   ScopedFd fd;
   struct stat st;
-  const OsError error = OpenRegularFile(real, &fd, &st);
+  const OsError error = OpenForReading(*this, path, &real, &fd, &st);
   if (error != os_error::kSuccess) return error;
   *file = std::make_unique<PosixSequentialFile>(std::move(fd));
   return os_error::kSuccess;
