@@ -33,7 +33,7 @@ void ReportChoices(const CommandLine& line, InstallLog& log) {
 // Runs the one operation the mode selects. Each mode is tested on its own;
 // since the mode is a single keyword exactly one of them matches.
 ResultCode RunOperation(Installer& installer, const CommandLine& line) {
-  ResultCode result = 1;
+  ResultCode result = kOperationNotAvailable;
   if (IsUninstallMode(line.mode)) result = installer.Uninstall();
   return result;
 }
@@ -71,7 +71,7 @@ ResultCode RunCfgImp(Env& env, int argc, const char* const* argv) {
   }
 
   ReportChoices(line, log);
-  ResultCode result = 1;
+  ResultCode result = kOperationNotAvailable;
   {
     Installer installer(env, log, line.program_data, line.program_files);
     (void)CheckAndRemoveReadOnlyFlagForAllXmls(installer);

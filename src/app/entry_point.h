@@ -1,7 +1,7 @@
 // The whole life of one run, from trace start-up to the exit status.
 #pragma once
 
-#include "app/result_code.h"
+#include "platform/result_code.h"
 #include "platform/env.h"
 
 namespace q9 {

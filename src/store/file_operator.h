@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/result_code.h"
+#include "platform/result_code.h"
 #include "log/install_log.h"
 #include "platform/env.h"
 #include "store/store_paths.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/result_code.h"
+#include "platform/result_code.h"
 #include "platform/env.h"
 
 namespace q9 {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "app/result_code.h"
+#include "platform/result_code.h"
 #include "platform/env.h"
 #include "xml/xml_handles.h"
 #include "xml/xml_library.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "app/result_code.h"
+#include "platform/result_code.h"
 #include "platform/env.h"
 
 namespace q9 {

@@ -20,7 +20,10 @@ inline constexpr ResultCode ERR_CREATE_DIRECTORY_FAILED = 8510;
 inline constexpr ResultCode ERR_DELETE_FAILED = 8511;
 inline constexpr ResultCode ERR_COPY_FAILED = 8512;
 
-// Codes without names in the original tables, named here for readability.
+// The result an operation starts from before the mode is dispatched: no
+// operation of this build handled the mode.
+inline constexpr ResultCode kOperationNotAvailable = 1;
+// Codes that carry no PGSP_/ERR_ name of their own; named here for readability.
 inline constexpr ResultCode kNoLogDeviceCreated = 2;        // no log-device file after creation
 inline constexpr ResultCode kMetaKindFolderEmpty = 3;       // a meta kind folder is empty after merge
 inline constexpr ResultCode kTemplatesLeftInInstall = 5;    // Uninstall with templates in Install
