@@ -4,17 +4,18 @@ namespace q9 {
 
 Installer::Installer(Env& env, InstallLog& log, const std::string& program_data_argument,
                      const std::string& program_files_argument)
-    : env_(env), log_(log) {
+    : env_(env), log_(log), xml_(std::make_unique<XmlContext>(env)) {
   store_paths_ = std::make_unique<StorePaths>(env, program_data_argument, program_files_argument);
   log_.Write("Setting ProgDataPath to: ", store_paths_->ProgramDataRoot());
   log_.Write("Setting ProgFilePath to: ", store_paths_->ProgramFilesRoot());
-  file_operator_ = std::make_unique<FileOperator>(env, log, *store_paths_);
+  file_operator_ = std::make_unique<FileOperator>(env, *xml_, log, *store_paths_);
 }
 
 Installer::~Installer() {
   // The FileOperator refers to the paths, so it goes first.
   file_operator_.reset();
   store_paths_.reset();
+  xml_.reset();
 }
 
 }  // namespace q9

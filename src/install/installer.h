@@ -11,6 +11,7 @@
 #include "platform/env.h"
 #include "store/file_operator.h"
 #include "store/store_paths.h"
+#include "xml/xml_context.h"
 
 namespace q9 {
 
@@ -30,6 +31,7 @@ class Installer {
 
   Env& env() const { return env_; }
   InstallLog& log() const { return log_; }
+  XmlContext& xml() const { return *xml_; }
   FileOperator& files() const { return *file_operator_; }
   const StorePaths& paths() const { return *store_paths_; }
 
@@ -38,6 +40,8 @@ class Installer {
 
   Env& env_;
   InstallLog& log_;
+  // What the run keeps of the templates it parsed; the FileOperator uses it.
+  std::unique_ptr<XmlContext> xml_;
   std::unique_ptr<FileOperator> file_operator_;
   std::unique_ptr<StorePaths> store_paths_;
 };

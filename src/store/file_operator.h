@@ -11,13 +11,14 @@
 #include "platform/env.h"
 #include "store/store_paths.h"
 #include "trace/trace.h"
+#include "xml/xml_context.h"
 
 namespace q9 {
 
 class FileOperator {
  public:
-  FileOperator(Env& env, InstallLog& log, const StorePaths& paths)
-      : env_(env), log_(log), paths_(paths) {}
+  FileOperator(Env& env, XmlContext& xml, InstallLog& log, const StorePaths& paths)
+      : env_(env), xml_(xml), log_(log), paths_(paths) {}
 
   // Removes the folder and everything in it: 0, 87 (empty path) or 8511.
   // Writes no install-log line.
@@ -45,6 +46,7 @@ class FileOperator {
                                        std::string* name);
 
   Env& env() const { return env_; }
+  XmlContext& xml() const { return xml_; }
   InstallLog& log() const { return log_; }
   const StorePaths& paths() const { return paths_; }
 
@@ -54,6 +56,7 @@ class FileOperator {
                           std::string* name, Accept accept);
 
   Env& env_;
+  XmlContext& xml_;
   InstallLog& log_;
   const StorePaths& paths_;
 };

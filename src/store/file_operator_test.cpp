@@ -23,7 +23,7 @@ class FileOperatorTest : public ::testing::Test {
   FileOperatorTest()
       : log_(test_.env, std::make_unique<StringFile>(&log_text_)),
         paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
-        files_(test_.env, log_, paths_) {
+        files_(test_.env, xml_, log_, paths_) {
     log_text_.clear();  // drop the first line
   }
 
@@ -36,6 +36,7 @@ class FileOperatorTest : public ::testing::Test {
 
   TempDir dir_;
   TestEnv test_;
+  XmlContext xml_{test_.env};
   std::string log_text_;
   InstallLog log_;
   StorePaths paths_;
