@@ -45,6 +45,35 @@ class FileOperator {
   [[nodiscard]] ResultCode EnumSchemes(const std::string& directory, uint32_t index,
                                        std::string* name);
 
+  // Store maintenance. Each works on the store folders of paths() and reports
+  // through `log` and the trace.
+  //
+  // Deletes meta's three kind folders and creates meta and them again.
+  void CleanMeta(InstallLog& log);
+  // Deletes data/LogDevices and data/LogNames and creates data and them again.
+  void CleanData(InstallLog& log);
+  // Deletes every file of data/LogDevices. The result is inverted on purpose:
+  // 8511 when files were deleted, 0 when none was (callers ignore it).
+  ResultCode CleanLogdevices(InstallLog& log);
+  // Copies the valid log names of Install/LogNames that data/LogNames lacks
+  // into data/LogNames. Always 0.
+  ResultCode CopyLogNamesToMeta(InstallLog& log);
+  // 0 when Install's default-log-device, board and protocol folders each hold
+  // a file, else 4.
+  [[nodiscard]] ResultCode InstallTemplatesExist(InstallLog& log);
+  // Reports a missing or doubled schema in the log. Always 0.
+  ResultCode CheckSchemes(InstallLog& log);
+
+  // Template removal; `name` is a template file name as given on the command
+  // line. All three always return 0.
+  //
+  // Deletes the generated log devices made from the meta template `name`.
+  ResultCode DeleteAssociatedLogDevices(const std::string& name);
+  // Deletes the meta copy of the protocol or board `name`.
+  ResultCode ExportAndDeleteTemplates(const std::string& name);
+  // Deletes the default log device `name` from Install and meta.
+  ResultCode ExportAndDeleteDefaultLogDevices(const std::string& name);
+
   Env& env() const { return env_; }
   XmlContext& xml() const { return xml_; }
   InstallLog& log() const { return log_; }
