@@ -1,0 +1,224 @@
+#include "merge/section_entries.h"
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+
+namespace q9 {
+namespace {
+
+using testing::ReadText;
+using testing::TempDir;
+
+constexpr char kDevNs[] = "http://www.kestrel.example/Automation/Corvane.Device.Driver/LogDevice";
+
+class SectionEntriesTest : public ::testing::Test {
+ protected:
+  // A log-device template in a folder whose name selects the log-device namespace.
+  std::string Write(const std::string& body) {
+    return dir_.WriteFile("LogDevices/t.xml",
+                          std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
+  }
+  std::string Body(const std::string& path) {
+    const std::string text = ReadText(path);
+    const size_t start = text.find('>', text.find("<LogDevice")) + 1;
+    return text.substr(start, text.rfind("</LogDevice>") - start);
+  }
+  std::string UserInterfaceNames(const std::string& path, int32_t section) {
+    std::string listed;
+    UserInterfaceEntry entry;
+    for (int32_t index = 0;; ++index) {
+      const ResultCode result = ReadUserInterfaceEntry(xml_, path, section, index, &entry);
+      if (result != PGSP_OK) return listed + "#" + std::to_string(result);
+      listed += entry.name + "=" + entry.value + " ";
+    }
+  }
+
+  XmlContext xml_{Env::Default()};
+  TempDir dir_;
+};
+
+TEST_F(SectionEntriesTest, ReadersCountEveryChildBeforeTheWantedIndex) {
+  const std::string path = Write(
+      "<UserInterface><Note/>"
+      "<Resource><Name>DescText</Name><Assembly>a</Assembly><Path>p</Path>"
+      "<ResourceId>12</ResourceId></Resource>\n"
+      "<ParameterAssemblyLink><Name>PropSheet</Name><Function>Show</Function>"
+      "</ParameterAssemblyLink></UserInterface>"
+      "<UserInterface64/>"
+      "<Bindings><Subdevices>"
+      "<Subdevice SubdevName=\"A\"><Parameter><Name>x</Name><Value>1</Value></Parameter></Subdevice>"
+      "<Subdevice SubdevName=\"B\"><Comment/><ParameterBool><Name>y</Name><Value>true</Value>"
+      "</ParameterBool></Subdevice></Subdevices></Bindings>"
+      "<Load><RelevantSection>Ndi</RelevantSection></Load><Load><Other>Bindings</Other></Load>");
+  // The foreign first child makes index 1 yield the entry of index 0 again.
+  EXPECT_EQ(UserInterfaceNames(path, kUserInterfaceSection),
+            "DescText=12 DescText=12 PropSheet=Show #259");
+  EXPECT_EQ(UserInterfaceNames(path, kUserInterface64Section), "#259");
+  EXPECT_EQ(UserInterfaceNames(path, 2), "#259");
+
+  // The counter runs on across subdevices and Load elements.
+  std::string listed;
+  SubdeviceParameter parameter;
+  for (int32_t index = 0; ReadSubdeviceParameter(xml_, path, index, &parameter) == PGSP_OK; ++index) {
+    listed += parameter.subdev_name + "/" + parameter.kind + ":" + parameter.name + "=" +
+              parameter.value + " ";
+  }
+  EXPECT_EQ(listed, "A/Parameter:x=1 B/ParameterBool:y=true B/ParameterBool:y=true ");
+  std::string text;
+  EXPECT_EQ(ReadLoadEntry(xml_, path, 1, &text), PGSP_OK);
+  EXPECT_EQ(text, "Bindings");
+  EXPECT_EQ(ReadLoadEntry(xml_, path, 2, &text), PGSP_ERR_NO_MORE_ITEMS);
+}
+
+TEST_F(SectionEntriesTest, FailuresLeaveTheFileAsItWas) {
+  const std::string path = Write("<Bindings/>");
+  const std::string before = ReadText(path);
+  const std::string bad = "x\x01y";
+  UserInterfaceEntry entry;
+  std::string text;
+  struct Case {
+    const char* what;
+    ResultCode result;
+    ResultCode expected;
+  } cases[] = {
+      {"empty path", ReadLoadEntry(xml_, "", 0, &text), PGSP_ERR_INVALID_PARAMETERS},
+      {"null output", ReadUserInterfaceEntry(xml_, path, 0, 0, nullptr), PGSP_ERR_INVALID_PARAMETERS},
+      {"missing file", ReadUserInterfaceEntry(xml_, dir_.Path("none.xml"), 0, 0, &entry),
+       kFileAttributesUnreadable},
+      {"malformed file", AddLoadEntry(xml_, dir_.WriteFile("bad.xml", "<Load>"), "x"),
+       PGSP_ERR_CANT_LOAD_XML_FILE},
+      {"no Load", AddLoadEntry(xml_, path, "Ndi"), kEntryMissing},
+      {"no UserInterface", WriteUserInterfaceEntry(xml_, path, 0, "N", "a", "p", {}, "1"),
+       kElementNotCreated},
+      {"control character", WriteSubdeviceParameter(xml_, path, "S", bad, "v", "Parameter", 1),
+       PGSP_ERR_INVALID_PARAMETERS},
+      {"kind no element can have", WriteSubdeviceParameter(xml_, path, "S", "n", "v", "a b", 1),
+       kElementNotCreated},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.result, c.expected) << c.what;
+  EXPECT_EQ(ReadText(path), before);
+}
+
+TEST_F(SectionEntriesTest, UserInterfaceWriterUpdatesByKindAndNameOrAdds) {
+  const std::string existing =
+      "<UserInterface>\n"
+      "  <ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a</Assembly><Path>p</Path>"
+      "<Function>F</Function></ParameterAssemblyLink>\n"
+      "  <Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
+      "<ResourceId>1</ResourceId></Resource>\n"
+      "</UserInterface>";
+  const std::string link =
+      "<ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a</Assembly><Path>p</Path>"
+      "<Function>F</Function></ParameterAssemblyLink>";
+  const std::string resource =
+      "<Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
+      "<ResourceId>1</ResourceId></Resource>";
+  struct Case {
+    const char* name;
+    const char* assembly;
+    const char* path;
+    std::optional<std::string> function;
+    std::optional<std::string> resource_id;
+    std::string expected;  // the section's new last entry, or the changed one
+  } cases[] = {
+      {"PropSheet", "a2", "p", "G", {},
+       "<ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a2</Assembly><Path>p</Path>"
+       "<Function>G</Function></ParameterAssemblyLink>\n  " + resource},
+      // A Resource keeps the Assembly and Path it has where the new text is empty.
+      {"DescText", "", "", {}, "9",
+       link + "\n  <Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
+              "<ResourceId>9</ResourceId></Resource>"},
+      // Same name, other kind: a new entry, with the Function its name asks for.
+      {"PropSheet", "b", "c", {}, "5",
+       link + "\n  " + resource + "\n  <Resource><Name>PropSheet</Name><Assembly>b</Assembly>"
+                                  "<Path>c</Path><Function/></Resource>"},
+      {"Diagnosis", "d", "e", "Run", {},
+       link + "\n  " + resource + "\n  <ParameterAssemblyLink><Name>Diagnosis</Name>"
+                                  "<Assembly>d</Assembly><Path>e</Path><Function>Run</Function>"
+                                  "</ParameterAssemblyLink>"},
+      {"BaudrateResource", "d", "e", {}, "77",
+       link + "\n  " + resource + "\n  <Resource><Name>BaudrateResource</Name><Assembly>d</Assembly>"
+                                  "<Path>e</Path><ResourceId>77</ResourceId></Resource>"},
+      {"HelpFile", "d", "e", {}, "77",
+       link + "\n  " + resource + "\n  <Resource><Name>HelpFile</Name><Assembly>d</Assembly>"
+                                  "<Path>e</Path></Resource>"},
+  };
+  for (const Case& c : cases) {
+    const std::string path = Write(existing);
+    EXPECT_EQ(WriteUserInterfaceEntry(xml_, path, kUserInterfaceSection, c.name, c.assembly,
+                                      c.path, c.function, c.resource_id),
+              PGSP_OK);
+    EXPECT_EQ(Body(path), "<UserInterface>\n  " + c.expected + "\n</UserInterface>") << c.name;
+  }
+
+  // Nothing to change: the file is not written, so even its layout stays.
+  const std::string path = dir_.WriteFile(
+      "LogDevices/u.xml",
+      std::string("<LogDevice xmlns=\"") + kDevNs + "\"><UserInterface>" + link +
+          "</UserInterface></LogDevice>");
+  const std::string before = ReadText(path);
+  EXPECT_EQ(WriteUserInterfaceEntry(xml_, path, 0, "PropSheet", "a", "p", "F", {}), PGSP_OK);
+  EXPECT_EQ(ReadText(path), before);
+}
+
+TEST_F(SectionEntriesTest, SubdeviceWriterAppendsAndCreatesWhatIsMissing) {
+  const std::string path = Write("<Bindings><Parameter><Name>b</Name><Value>1</Value></Parameter></Bindings>");
+  // Missing Subdevices and Subdevice are created whatever the flag.
+  EXPECT_EQ(WriteSubdeviceParameter(xml_, dir_.Path("LogDevices/t"), "PNIO", "L4DRIVER",
+                                    "q9opnio64x.dll", "Parameter", 0),
+            PGSP_OK);
+  const std::string created =
+      "<Bindings><Parameter><Name>b</Name><Value>1</Value></Parameter><Subdevices>"
+      "<Subdevice SubdevName=\"PNIO\"><Parameter><Name>L4DRIVER</Name>"
+      "<Value>q9opnio64x.dll</Value></Parameter></Subdevice></Subdevices></Bindings>";
+  EXPECT_EQ(Body(path), created);
+  // Flag 0 and the subdevice there: nothing is written, and that is success.
+  EXPECT_EQ(WriteSubdeviceParameter(xml_, path, "PNIO", "X", "1", "Parameter", 0), PGSP_OK);
+  EXPECT_EQ(Body(path), created);
+  // Every write with flag 1 appends, even under a name that is there.
+  EXPECT_EQ(WriteSubdeviceParameter(xml_, path, "PNIO", "L4DRIVER", "new.dll", "ParameterInt", 1),
+            PGSP_OK);
+  EXPECT_NE(Body(path).find("<Value>q9opnio64x.dll</Value></Parameter><ParameterInt>"
+                            "<Name>L4DRIVER</Name><Value>new.dll</Value></ParameterInt>"),
+            std::string::npos)
+      << Body(path);
+}
+
+TEST_F(SectionEntriesTest, LoadAdderAppendsEvenWhatIsThere) {
+  const std::string path = Write("<Load>\n  <RelevantSection>Ndi</RelevantSection>\n</Load>");
+  EXPECT_EQ(AddLoadEntry(xml_, path, "Ndi"), PGSP_OK);
+  EXPECT_EQ(AddLoadEntry(xml_, path, "a & b"), PGSP_OK);
+  EXPECT_EQ(Body(path),
+            "<Load>\n  <RelevantSection>Ndi</RelevantSection>\n  <RelevantSection>Ndi"
+            "</RelevantSection>\n  <RelevantSection>a &amp; b</RelevantSection>\n</Load>");
+}
+
+TEST_F(SectionEntriesTest, NewElementsTakeTheNamespaceThePathNames) {
+  const std::string body = "<Load/><UserInterface/>";
+  const std::string in_protocols = dir_.WriteFile(
+      "Protocols/LogDevices/t.xml",
+      std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
+  const std::string elsewhere = dir_.WriteFile(
+      "t.xml", std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
+  for (const std::string& path : {in_protocols, elsewhere}) {
+    EXPECT_EQ(AddLoadEntry(xml_, path, "Ndi"), PGSP_OK);
+  }
+  // "LogDevices" is tested before "Protocols"; a path naming neither keeps
+  // the namespace of the section.
+  EXPECT_NE(ReadText(in_protocols).find("<Load><RelevantSection>Ndi</RelevantSection></Load>"),
+            std::string::npos);
+  EXPECT_NE(ReadText(elsewhere).find("<Load><RelevantSection>Ndi</RelevantSection></Load>"),
+            std::string::npos);
+  const std::string boards = dir_.WriteFile(
+      "Boards/LogDevices/t.xml",
+      std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
+  EXPECT_EQ(AddLoadEntry(xml_, boards, "Ndi"), PGSP_OK);
+  EXPECT_NE(ReadText(boards).find("<RelevantSection xmlns=\"http://www.kestrel.example/"
+                                  "Automation/Corvane.Device.Driver/Boards\">Ndi"),
+            std::string::npos)
+      << ReadText(boards);
+}
+
+}  // namespace
+}  // namespace q9
