@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/result_code.h"
 #include "log/install_log.h"
@@ -17,8 +18,8 @@ namespace q9 {
 
 class FileOperator {
  public:
-  FileOperator(Env& env, XmlContext& xml, InstallLog& log, const StorePaths& paths)
-      : env_(env), xml_(xml), log_(log), paths_(paths) {}
+  FileOperator(Env& env, XmlContext& xml, const StorePaths& paths)
+      : env_(env), xml_(xml), paths_(paths) {}
 
   // Removes the folder and everything in it: 0, 87 (empty path) or 8511.
   // Writes no install-log line.
@@ -46,47 +47,58 @@ class FileOperator {
                                        std::string* name);
 
   // Store maintenance. Each works on the store folders of paths() and reports
-  // through `log` and the trace.
+  // through `log` and the trace; the primitives they call write their own
+  // install-log lines.
   //
-  // Deletes meta's three kind folders and creates meta and them again.
+  // Deletes meta's three kind folders and creates meta and them again; other
+  // content of meta stays.
   void CleanMeta(InstallLog& log);
   // Deletes data/LogDevices and data/LogNames and creates data and them again.
   void CleanData(InstallLog& log);
   // Deletes every file of data/LogDevices. The result is inverted on purpose:
-  // 8511 when files were deleted, 0 when none was (callers ignore it).
+  // 8511 when files were deleted ("Cannot delete file: ..." traced for each),
+  // 0 when none was (callers ignore it).
   ResultCode CleanLogdevices(InstallLog& log);
   // Copies the valid log names of Install/LogNames that data/LogNames lacks
-  // into data/LogNames. Always 0.
+  // (a data name that begins with the Install name, in any letter case,
+  // counts as present) into data/LogNames. Logs ">> CopyLogNamesToData" and
+  // "<< CopyLogNamesToData"; an invalid file is only traced. Always 0.
   ResultCode CopyLogNamesToMeta(InstallLog& log);
-  // 0 when Install's default-log-device, board and protocol folders each hold
-  // a file, else 4.
+  // 0 and "InstallTemplates Exist returns successfull!" when Install's
+  // default-log-device, board and protocol folders each hold a file, else 4
+  // and "InstallTemplates are empty!!!".
   [[nodiscard]] ResultCode InstallTemplatesExist(InstallLog& log);
-  // Reports a missing or doubled schema in the log. Always 0.
+  // Logs "Scheme file(s) not found!" unless Schemes holds exactly one schema
+  // of each template kind. Always 0.
   ResultCode CheckSchemes(InstallLog& log);
 
   // Template removal; `name` is a template file name as given on the command
-  // line. All three always return 0.
+  // line. A name with a path separator or naming "." or ".." selects no file.
+  // The deletions are neither checked nor logged; all three always return 0.
   //
-  // Deletes the generated log devices made from the meta template `name`.
+  // Deletes the generated log devices made from the meta template `name`,
+  // whose kind its name tells.
   ResultCode DeleteAssociatedLogDevices(const std::string& name);
   // Deletes the meta copy of the protocol or board `name`.
   ResultCode ExportAndDeleteTemplates(const std::string& name);
-  // Deletes the default log device `name` from Install and meta.
+  // Deletes the default log device `name` from Install and meta when an
+  // Install file name is a prefix of it, ignoring case.
   ResultCode ExportAndDeleteDefaultLogDevices(const std::string& name);
 
   Env& env() const { return env_; }
   XmlContext& xml() const { return xml_; }
-  InstallLog& log() const { return log_; }
   const StorePaths& paths() const { return paths_; }
 
  private:
+  // Every file name of `directory`, in enumeration order.
+  std::vector<std::string> FileNames(const std::string& directory);
+
   template <typename Accept>
   ResultCode EnumMatching(const TraceSite& site, const std::string& directory, uint32_t index,
                           std::string* name, Accept accept);
 
   Env& env_;
   XmlContext& xml_;
-  InstallLog& log_;
   const StorePaths& paths_;
 };
 

@@ -5,13 +5,18 @@
 #include <gtest/gtest.h>
 
 #include "temp_dir.h"
+#include "template_files.h"
 #include "test_env.h"
 #include "trace_capture.h"
 
 namespace q9 {
 namespace {
 
+using testing::BoardXml;
+using testing::LogDeviceXml;
+using testing::LogNameXml;
 using testing::PathExists;
+using testing::ProtocolXml;
 using testing::ReadText;
 using testing::StringFile;
 using testing::TempDir;
@@ -23,7 +28,7 @@ class FileOperatorTest : public ::testing::Test {
   FileOperatorTest()
       : log_(test_.env, std::make_unique<StringFile>(&log_text_)),
         paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
-        files_(test_.env, xml_, log_, paths_) {
+        files_(test_.env, xml_, paths_) {
     log_text_.clear();  // drop the first line
   }
 
@@ -32,6 +37,14 @@ class FileOperatorTest : public ::testing::Test {
     std::string name;
     for (uint32_t i = 0; files_.EnumFile(folder, i, &name) == PGSP_OK; ++i) names.push_back(name);
     return names;
+  }
+
+  // Writes `relative` below the program-files root.
+  std::string Store(const std::string& relative, const std::string& contents) {
+    return dir_.WriteFile("files/" + relative, contents);
+  }
+  void CopySampleSchemes() {
+    std::filesystem::copy(testing::SampleStore() + "/Schemes", dir_.MakeDir("files/Schemes"));
   }
 
   TempDir dir_;
@@ -197,6 +210,212 @@ TEST_F(FileOperatorTest, PrimitivesTraceTheirOutcomesAtTheirLevels) {
   EXPECT_EQ(trace.Messages("DeleteDirectory: "), std::vector<std::string>{});
   EXPECT_TRUE(trace.Has("FileOperator", "DeleteFiles: ", 128,
                         "Deleting file: " + folder + "  failed!"));
+}
+
+TEST_F(FileOperatorTest, CleanMetaRenewsOnlyTheKindFolders) {
+  Store("meta/PGSP.xml", "fixed");
+  Store("meta/Boards/b.xml", "b");
+  Store("meta/Protocols/p.xml", "p");
+  files_.CleanMeta(log_);
+  EXPECT_EQ(ReadText(paths_.Meta() + "/PGSP.xml"), "fixed");
+  EXPECT_EQ(AllNames(paths_.MetaBoards()), std::vector<std::string>{});
+  EXPECT_EQ(AllNames(paths_.MetaProtocols()), std::vector<std::string>{});
+  EXPECT_EQ(AllNames(paths_.MetaDefaultLogDevices()), std::vector<std::string>{});
+  EXPECT_EQ(log_text_, "Creating directory: " + paths_.Meta() + "   failed with: 183\n" +
+                           "Successfully deleted directory: " + paths_.MetaDefaultLogDevices() +
+                           "\nSuccessfully deleted directory: " + paths_.MetaProtocols() +
+                           "\nSuccessfully deleted directory: " + paths_.MetaBoards() + "\n");
+}
+
+TEST_F(FileOperatorTest, CleanDataRenewsLogDevicesAndLogNames) {
+  dir_.WriteFile("data/data/LogDevices/d.xml", "d");
+  dir_.WriteFile("data/data/LogNames/n.xml", "n");
+  dir_.WriteFile("data/data/keep.xml", "k");
+  files_.CleanData(log_);
+  EXPECT_EQ(AllNames(paths_.DataLogDevices()), std::vector<std::string>{});
+  EXPECT_EQ(AllNames(paths_.DataLogNames()), std::vector<std::string>{});
+  EXPECT_EQ(AllNames(paths_.Data()), std::vector<std::string>{"keep.xml"});
+}
+
+TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {
+  struct Case {
+    std::vector<std::string> files;
+    bool read_only;
+    ResultCode result;
+    std::vector<std::string> left;
+  };
+  const Case cases[] = {
+      {{}, false, PGSP_OK, {}},
+      {{"a.xml", "b.xml"}, false, ERR_DELETE_FAILED, {}},
+      {{"ro.xml"}, true, PGSP_OK, {"ro.xml"}},
+  };
+  for (const Case& c : cases) {
+    const std::string folder = dir_.MakeDir("data/data/LogDevices");
+    for (const std::string& name : c.files) {
+      const std::string file = dir_.WriteFile("data/data/LogDevices/" + name, "x");
+      ASSERT_EQ(test_.env.files().SetReadOnly(file, c.read_only), 0);
+    }
+    TraceCapture trace;
+    EXPECT_EQ(files_.CleanLogdevices(log_), c.result) << c.files.size();
+    EXPECT_EQ(AllNames(folder), c.left);
+    const bool deleted = c.result == ERR_DELETE_FAILED;
+    EXPECT_EQ(trace.Has("FileOperator", "CleanLogdevices: ", 64,
+                        "Cannot delete file: a.xml   because of errorcode = 0"),
+              deleted);
+    EXPECT_TRUE(trace.Has("FileOperator", "CleanLogdevices: ", 128,
+                          deleted ? "<< Cannot delete one or more LogDevices"
+                                  : "<< Deleted LogDevice XML files"));
+    std::filesystem::remove_all(folder);
+  }
+}
+
+TEST_F(FileOperatorTest, CopyLogNamesToMetaCopiesValidMissingNamesIntoData) {
+  CopySampleSchemes();
+  Store("Install/LogNames/Automation-OnlineAccess-LN-NEW.xml", LogNameXml("NEW"));
+  Store("Install/LogNames/Automation-OnlineAccess-LN-OLD.xml", LogNameXml("OLD2"));
+  Store("Install/LogNames/Automation-OnlineAccess-LN-BAD.xml", LogDeviceXml("", "x"));
+  const std::string old_file =
+      dir_.WriteFile("data/data/LogNames/automation-onlineaccess-ln-old.xml.keep", "mine");
+  TraceCapture trace;
+  EXPECT_EQ(files_.CopyLogNamesToMeta(log_), PGSP_OK);
+  EXPECT_EQ(AllNames(paths_.DataLogNames()),
+            (std::vector<std::string>{"Automation-OnlineAccess-LN-NEW.xml",
+                                      "automation-onlineaccess-ln-old.xml.keep"}));
+  EXPECT_EQ(ReadText(old_file), "mine");
+  EXPECT_TRUE(trace.Has("FileOperator", "CopyLogNamesToMeta: ", 64,
+                        "Invalid Logname: Automation-OnlineAccess-LN-BAD.xml not coppied to meta"));
+  EXPECT_EQ(log_text_.substr(0, 24), ">> CopyLogNamesToData\n>>");
+  EXPECT_EQ(log_text_.substr(log_text_.size() - 22), "<< CopyLogNamesToData\n");
+  EXPECT_EQ(log_text_.find("LN-BAD"), std::string::npos);
+}
+
+TEST_F(FileOperatorTest, InstallTemplatesExistNeedsAFileInEachKindFolder) {
+  struct Case {
+    std::vector<std::string> files;
+    ResultCode result;
+  };
+  const Case cases[] = {
+      {{"DefaultLogdevices/d.xml", "Boards/b.xml", "Protocols/p.xml"}, PGSP_OK},
+      {{"DefaultLogdevices/d.xml", "Boards/b.xml", "Protocols/sub/p.xml"}, ERR_MISSING_TEMPL_IN_INSTALL},
+      {{"DefaultLogdevices/d.xml", "Protocols/p.xml", "LogNames/n.xml"}, ERR_MISSING_TEMPL_IN_INSTALL},
+  };
+  for (const Case& c : cases) {
+    std::filesystem::remove_all(paths_.Install());
+    for (const std::string& file : c.files) Store("Install/" + file, "x");
+    log_text_.clear();
+    EXPECT_EQ(files_.InstallTemplatesExist(log_), c.result) << c.files[2];
+    EXPECT_EQ(log_text_, c.result == PGSP_OK ? "InstallTemplates Exist returns successfull!\n"
+                                             : "InstallTemplates are empty!!!\n");
+  }
+}
+
+TEST_F(FileOperatorTest, CheckSchemesWantsExactlyOneSchemaOfEachKind) {
+  struct Case {
+    std::vector<std::string> extra;
+    std::vector<std::string> removed;
+    bool complete;
+  };
+  const Case cases[] = {
+      {{"Other.xsd", "Boards.Schema.XSD"}, {}, true},
+      {{"Boards.Schema.v2.xsd"}, {}, false},
+      {{}, {"Protocols.Schema.xsd"}, false},
+      {{"protocols.schema.xsd"}, {"Protocols.Schema.xsd"}, false},
+  };
+  for (const Case& c : cases) {
+    std::filesystem::remove_all(paths_.Schemes());
+    CopySampleSchemes();
+    for (const std::string& name : c.extra) Store("Schemes/" + name, "");
+    for (const std::string& name : c.removed) std::filesystem::remove(paths_.Schemes() + "/" + name);
+    log_text_.clear();
+    EXPECT_EQ(files_.CheckSchemes(log_), PGSP_OK);
+    EXPECT_EQ(log_text_, c.complete ? "" : "Scheme file(s) not found!\n") << c.extra.size();
+  }
+}
+
+// A store with two protocols' worth of generated log devices, for the
+// removal operations.
+class TemplateRemovalTest : public FileOperatorTest {
+ protected:
+  TemplateRemovalTest() {
+    Store("meta/Protocols/Automation-OnlineAccess-PT-TCPIP.xml", ProtocolXml(R"(Name="TCPIP")"));
+    Store("meta/Boards/x-Automation-OnlineAccess-BT-CL1613.xml",
+          BoardXml(R"(DeviceID="CL1613" CP_TYPE="H1")"));
+    Store("meta/DefaultLogDevices/Automation-OnlineAccess-LDT-CL1613.H1.xml",
+          LogDeviceXml(R"(DeviceID="CL1613" CP_TYPE="H1")", "CL1613.H1"));
+    Device("a.xml", R"(DeviceID="CL1613" CP_TYPE="TCPIP")", "CL1613.TCPIP");
+    Device("b.xml", R"(DeviceID="ETH" CP_TYPE="TCPIP")", "ETH.TCPIP");
+    Device("c.xml", R"(DeviceID="CL1613" CP_TYPE="H1")", "CL1613.H1");
+    Device("d.xml", R"(DeviceID="CL1613" CP_TYPE="H1")", "other");
+    Device("e.xml", R"(DeviceID="KBUSB" CP_TYPE="KBUS")", "KB");
+  }
+  void Device(const std::string& name, const char* attributes, const char* device_name) {
+    dir_.WriteFile("data/data/LogDevices/" + name, LogDeviceXml(attributes, device_name));
+  }
+  std::vector<std::string> LogDevices() { return AllNames(paths_.DataLogDevices()); }
+};
+
+TEST_F(TemplateRemovalTest, DeleteAssociatedLogDevicesFollowsTheTemplateKind) {
+  struct Case {
+    std::string name;
+    std::vector<std::string> left;
+    std::string trace;
+  };
+  const Case cases[] = {
+      {"Automation-OnlineAccess-PT-TCPIP.xml", {"c.xml", "d.xml", "e.xml"},
+       "Delete Protocol-Associated LogDevice= a.xml"},
+      {"x-Automation-OnlineAccess-BT-CL1613.xml", {"b.xml", "e.xml"},
+       "Delete Board-Associated LogDevice= d.xml"},
+      {"Automation-OnlineAccess-LDT-CL1613.H1.xml", {"a.xml", "b.xml", "d.xml", "e.xml"},
+       "Delete DefLogDevice-Associated LogDevice= c.xml"},
+      {"TCPIP.xml", {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
+      {"", {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
+      {"../Protocols/Automation-OnlineAccess-PT-TCPIP.xml",
+       {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
+  };
+  for (const Case& c : cases) {
+    const std::string backup = dir_.Path("backup");
+    std::filesystem::copy(paths_.DataLogDevices(), backup);
+    TraceCapture trace;
+    EXPECT_EQ(files_.DeleteAssociatedLogDevices(c.name), PGSP_OK);
+    EXPECT_EQ(LogDevices(), c.left) << c.name;
+    if (!c.trace.empty()) {
+      EXPECT_TRUE(trace.Has("FileOperator", "DeleteAssociatedLogDevices: ", 64, c.trace)) << c.name;
+    }
+    std::filesystem::remove_all(paths_.DataLogDevices());
+    std::filesystem::rename(backup, paths_.DataLogDevices());
+  }
+}
+
+TEST_F(TemplateRemovalTest, ExportAndDeleteTemplatesRemovesOnlyTheMetaProtocolOrBoard) {
+  const std::string install = Store("Install/Protocols/Automation-OnlineAccess-PT-TCPIP.xml", "i");
+  for (const char* name : {"Automation-OnlineAccess-LDT-CL1613.H1.xml", "",
+                           "../Protocols/Automation-OnlineAccess-PT-TCPIP.xml"}) {
+    EXPECT_EQ(files_.ExportAndDeleteTemplates(name), PGSP_OK);
+  }
+  EXPECT_EQ(AllNames(paths_.MetaProtocols()).size(), 1u);
+  EXPECT_EQ(AllNames(paths_.MetaDefaultLogDevices()).size(), 1u);
+  EXPECT_EQ(files_.ExportAndDeleteTemplates("Automation-OnlineAccess-PT-TCPIP.xml"), PGSP_OK);
+  EXPECT_EQ(files_.ExportAndDeleteTemplates("x-Automation-OnlineAccess-BT-CL1613.xml"), PGSP_OK);
+  EXPECT_EQ(AllNames(paths_.MetaProtocols()), std::vector<std::string>{});
+  EXPECT_EQ(AllNames(paths_.MetaBoards()), std::vector<std::string>{});
+  EXPECT_EQ(ReadText(install), "i");
+  EXPECT_EQ(LogDevices().size(), 5u);
+}
+
+TEST_F(TemplateRemovalTest, ExportAndDeleteDefaultLogDevicesFindsTheInstallFileInAnyCase) {
+  const std::string install = Store("Install/DefaultLogdevices/Automation-OnlineAccess-LDT-CL1613.H1.xml",
+                                    LogDeviceXml(R"(DeviceID="CL1613" CP_TYPE="H1")", "CL1613.H1"));
+  const std::string meta = paths_.MetaDefaultLogDevices() + "/Automation-OnlineAccess-LDT-CL1613.H1.xml";
+  for (const char* name : {"Automation-OnlineAccess-LDT-CL1613", "../DefaultLogdevices/x.xml", "..",
+                           "AUTOMATION-ONLINEACCESS-LDT-CL1613.H1.xml/"}) {
+    EXPECT_EQ(files_.ExportAndDeleteDefaultLogDevices(name), PGSP_OK);
+    EXPECT_TRUE(PathExists(install)) << name;
+    EXPECT_TRUE(PathExists(meta)) << name;
+  }
+  EXPECT_EQ(files_.ExportAndDeleteDefaultLogDevices("AUTOMATION-ONLINEACCESS-LDT-cl1613.h1"), PGSP_OK);
+  EXPECT_FALSE(PathExists(install));
+  EXPECT_FALSE(PathExists(meta));
+  EXPECT_EQ(LogDevices().size(), 5u);
 }
 
 }  // namespace
