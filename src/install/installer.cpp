@@ -4,7 +4,7 @@ namespace q9 {
 
 Installer::Installer(Env& env, InstallLog& log, const std::string& program_data_argument,
                      const std::string& program_files_argument)
-    : env_(env), log_(log), xml_(std::make_unique<XmlContext>(env)) {
+    : env_(env), log_(log), xml_(std::make_unique<XmlContext>(env)), board_library_(env, log) {
   store_paths_ = std::make_unique<StorePaths>(env, program_data_argument, program_files_argument);
   log_.Write("Setting ProgDataPath to: ", store_paths_->ProgramDataRoot());
   log_.Write("Setting ProgFilePath to: ", store_paths_->ProgramFilesRoot());

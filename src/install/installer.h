@@ -5,9 +5,11 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
-#include "platform/result_code.h"
+#include "install/board_library.h"
 #include "log/install_log.h"
+#include "platform/result_code.h"
 #include "platform/env.h"
 #include "store/file_operator.h"
 #include "store/store_paths.h"
@@ -28,15 +30,29 @@ class Installer {
   // Removes meta, data/LogDevices and data/LogNames once the Install tree
   // holds no templates: 0, or 5 with nothing deleted.
   [[nodiscard]] ResultCode Uninstall();
+  // Log-device steps around the board library.
+  //
+  // Runs the library's log-device creation (its code is only logged), then
+  // CreateTCPStdLogDevice, whose result it returns.
+  [[nodiscard]] ResultCode CreateAllLogdevices();
+  // Makes data/LogDevices/"CP TCP-Std.xml" from the merged TCP template,
+  // static and hidden: 0 or the code of the first failing step.
+  [[nodiscard]] ResultCode CreateTCPStdLogDevice();
+  // The library's board scan: its code.
+  [[nodiscard]] ResultCode ScanBoards();
 
   Env& env() const { return env_; }
   InstallLog& log() const { return log_; }
   XmlContext& xml() const { return *xml_; }
-  FileOperator& files() const { return *file_operator_; }
+  FileOperator& file_operator() const { return *file_operator_; }
   const StorePaths& paths() const { return *store_paths_; }
 
  private:
   bool InstallTreeHasTemplates();
+  // The library wrote behind the program's back: forget what is kept of the store.
+  void ForgetStoreAfterLibraryCall();
+  // The names of the files of `folder`, in store order.
+  std::vector<std::string> ListFiles(const std::string& folder);
 
   Env& env_;
   InstallLog& log_;
@@ -44,6 +60,7 @@ class Installer {
   std::unique_ptr<XmlContext> xml_;
   std::unique_ptr<FileOperator> file_operator_;
   std::unique_ptr<StorePaths> store_paths_;
+  BoardLibrary board_library_;
 };
 
 // Clears the read-only flag of every file below data, meta and Install, in

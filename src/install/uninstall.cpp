@@ -8,7 +8,7 @@ constexpr TraceSite kUninstallSite{"Installer", "Uninstall: "};
 
 // Deletes one store folder; a failure is logged and otherwise ignored.
 void DeleteStoreFolder(Installer& installer, const std::string& folder, const char* what) {
-  const ResultCode result = installer.files().DeleteDirectory(folder);
+  const ResultCode result = installer.file_operator().DeleteDirectory(folder);
   if (result == PGSP_OK) return;
   const std::string message = std::string("Can't delete ") + what + " Directory!";
   Q9_TRACE(kUninstallSite, 64, "%s Result = %d", message.c_str(), result);
@@ -22,7 +22,7 @@ bool Installer::InstallTreeHasTemplates() {
   for (const std::string& folder :
        {paths().InstallDefaultLogDevices(), paths().InstallProtocols(), paths().InstallBoards()}) {
     std::string name;
-    if (files().EnumFile(folder, 0, &name) == PGSP_OK) return true;
+    if (file_operator().EnumFile(folder, 0, &name) == PGSP_OK) return true;
   }
   return false;
 }

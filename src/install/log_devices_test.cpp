@@ -1,0 +1,169 @@
+// The board library's loading and the log-device steps around it.
+#include <gtest/gtest.h>
+
+#include "install/board_library.h"
+#include "install/installer.h"
+#include "temp_dir.h"
+#include "test_env.h"
+#include "xml/streaming_reader.h"
+
+namespace q9 {
+namespace {
+
+using testing::PathExists;
+using testing::StringFile;
+using testing::TempDir;
+using testing::TestEnv;
+
+int32_t ReturnsZero() { return 0; }
+int32_t ReturnsSeventeen() { return 17; }
+
+// Counts the loads, so a test sees the library is loaded once per run.
+class CountingLibraries : public testing::FakeLibraries {
+ public:
+  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override {
+    ++loads;
+    return FakeLibraries::Load(path, library);
+  }
+  int loads = 0;
+};
+
+constexpr char kTcpTemplate[] =
+    "<LogDevice xmlns=\"urn:ld\" DeviceID=\"ETH\" CP_TYPE=\"TCPIP\">"
+    "<DeviceHeader><Parameter><Name>DeviceName</Name><Value>Loomnet.TCPIP</Value></Parameter>"
+    "</DeviceHeader><Ndi><ParameterBool><Name>hidden</Name><Value>false</Value></ParameterBool>"
+    "</Ndi></LogDevice>";
+
+class LogDevicesTest : public ::testing::Test {
+ protected:
+  LogDevicesTest()
+      : env_(test_.env.files(), test_.registry, test_.folders, libraries_, test_.shared,
+             test_.clock, test_.process),
+        log_(env_, std::make_unique<StringFile>(&log_text_)) {
+    dir_.MakeDir("data/data");
+    dir_.MakeDir("files/meta/DefaultLogDevices");
+    log_text_.clear();  // the log's dated first line
+  }
+
+  Installer& installer() {
+    if (!installer_) {
+      installer_ = std::make_unique<Installer>(env_, log_, dir_.Path("data"), dir_.Path("files"));
+      log_text_.clear();
+    }
+    return *installer_;
+  }
+
+  void WriteTcpTemplate() {
+    dir_.WriteFile("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml",
+                   kTcpTemplate);
+  }
+
+  std::string NdiValue(const std::string& name) {
+    std::string value;
+    const ResultCode read = ReadParameterValue(
+        env_, dir_.Path("data/data/LogDevices/CP TCP-Std.xml"), "Ndi", name, &value);
+    return read == PGSP_OK ? value : "<" + std::to_string(read) + ">";
+  }
+
+  TempDir dir_;
+  TestEnv test_;
+  CountingLibraries libraries_;
+  Env env_;
+  std::string log_text_;
+  InstallLog log_;
+  std::unique_ptr<Installer> installer_;
+};
+
+TEST_F(LogDevicesTest, LibraryIsFoundByVariableThenBesideTheProgramThenByTheLoader) {
+  const std::string exe_folder = dir_.MakeDir("bin");
+  const std::string beside = dir_.WriteFile("bin/libq9BrdCtl64x.so", "");
+  const std::string empty_folder = dir_.MakeDir("empty-bin");
+  const struct {
+    const char* variable;  // nullptr: unset
+    std::string executable_folder;
+    std::string expected;
+  } cases[] = {
+      {"/x/custom.so", exe_folder, "/x/custom.so"},
+      {"", exe_folder, beside},
+      {nullptr, exe_folder, beside},
+      {nullptr, empty_folder, "libq9BrdCtl64x.so"},
+      {nullptr, "", "libq9BrdCtl64x.so"},
+  };
+  for (const auto& c : cases) {
+    test_.process.variables.erase("Q9_BOARD_LIBRARY");
+    if (c.variable != nullptr) test_.process.variables["Q9_BOARD_LIBRARY"] = c.variable;
+    test_.folders.executable = c.executable_folder;
+    EXPECT_EQ(BoardLibrary::Locate(env_), c.expected)
+        << (c.variable ? c.variable : "(unset)") << " " << c.executable_folder;
+  }
+}
+
+TEST_F(LogDevicesTest, LibraryIsLoadedOnceAndItsCodesPassThrough) {
+  libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsSeventeen)},
+                        {kScanSymbol, reinterpret_cast<void*>(&ReturnsZero)}};
+  BoardLibrary library(env_, log_);
+  EXPECT_EQ(library.CreateAllLogdevices(), 17);
+  EXPECT_EQ(library.Scan(), 0);
+  EXPECT_EQ(libraries_.loads, 1);
+  EXPECT_EQ(log_text_, "");
+}
+
+TEST_F(LogDevicesTest, MissingLibraryOrSymbolIsLoggedByName) {
+  test_.process.variables["Q9_BOARD_LIBRARY"] = "/nowhere/lib.so";
+  {
+    BoardLibrary missing(env_, log_);
+    EXPECT_EQ(missing.Scan(), os_error::kModNotFound);
+    EXPECT_EQ(missing.CreateAllLogdevices(), os_error::kModNotFound);
+    EXPECT_EQ(libraries_.loads, 1);  // a failed load is not retried
+    EXPECT_EQ(log_text_, "Error: Can't load board library: /nowhere/lib.so\n");
+  }
+  log_text_.clear();
+  libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsZero)}};
+  BoardLibrary without_scan(env_, log_);
+  EXPECT_EQ(without_scan.Scan(), os_error::kProcNotFound);
+  EXPECT_EQ(log_text_, "Error: Board library /nowhere/lib.so has no function: PGSP_ScanBL\n");
+}
+
+TEST_F(LogDevicesTest, CreateAllLogdevicesLogsTheLibraryCodeAndReturnsTheStandardDevices) {
+  WriteTcpTemplate();
+  libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsSeventeen)}};
+  EXPECT_EQ(installer().CreateAllLogdevices(), PGSP_OK);
+  const std::string device = dir_.Path("data/data/LogDevices/CP TCP-Std.xml");
+  const std::string tcp_template =
+      dir_.Path("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml");
+  EXPECT_TRUE(log_text_.starts_with(">> CreateAllLogdevices\n>> PGSP_CreateAllLogdevicesBL\n"
+                                    "<< PGSP_CreateAllLogdevicesBL returns with: 17\n"
+                                    ">> CreateTCPStdLogDevice\n"))
+      << log_text_;
+  EXPECT_NE(log_text_.find(tcp_template + "   copied to:   " + device + "\n"), std::string::npos);
+  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 0\n"
+                                  "<< CreateAllLogdevices returns with: 0\n"))
+      << log_text_;
+  EXPECT_EQ(NdiValue("hidden"), "true");
+  EXPECT_EQ(NdiValue("static_logdevice"), "true");
+}
+
+TEST_F(LogDevicesTest, StandardDeviceFailsWithTheCopyCodeWithoutTheTemplate) {
+  libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsZero)}};
+  EXPECT_EQ(installer().CreateAllLogdevices(), ERR_COPY_FAILED);
+  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 8512\n"
+                                  "<< CreateAllLogdevices returns with: 8512\n"))
+      << log_text_;
+  EXPECT_FALSE(PathExists(dir_.Path("data/data/LogDevices/CP TCP-Std.xml")));
+}
+
+TEST_F(LogDevicesTest, StandardDeviceWithoutAnNdiSectionStopsAtTheFirstFlag) {
+  dir_.WriteFile("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml",
+                 "<LogDevice xmlns=\"urn:ld\"><DeviceHeader/></LogDevice>");
+  EXPECT_EQ(installer().CreateTCPStdLogDevice(), kEntryMissing);
+  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 14\n")) << log_text_;
+}
+
+TEST_F(LogDevicesTest, ScanBoardsReturnsAndLogsTheLibraryCode) {
+  libraries_.symbols = {{kScanSymbol, reinterpret_cast<void*>(&ReturnsSeventeen)}};
+  EXPECT_EQ(installer().ScanBoards(), 17);
+  EXPECT_EQ(log_text_, ">> ScanBoards\n<< ScanBoards returns with: 17\n");
+}
+
+}  // namespace
+}  // namespace q9
