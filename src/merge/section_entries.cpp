@@ -194,7 +194,7 @@ ResultCode ChangeFile(XmlContext& xml, const std::string& path, Change change) {
   bool changed = false;
   const ResultCode result = change(document, &changed);
   if (changed && result == PGSP_OK) {
-    const ResultCode saved = document.Save(xml.env());
+    const ResultCode saved = document.Save(xml);
     if (saved != PGSP_OK) return saved;
   }
   return result;

@@ -9,9 +9,9 @@ namespace q9 {
 
 ResultCode LoadTemplate(XmlContext& xml, const std::string& path, TemplateDocument* document) {
   const std::string file = ApplyFileNameRule(path);
-  const ResultCode size = CheckFileSize(xml.env(), file);
+  const ResultCode size = CheckFileSize(xml, file);
   if (size != PGSP_OK) return size;
-  return TemplateDocument::Load(xml.env(), file, document);
+  return TemplateDocument::Load(xml, file, document);
 }
 
 bool IsXmlText(std::string_view text) {

@@ -52,11 +52,11 @@ struct Identity {
   std::string name;
 };
 
-Identity ReadLogDeviceIdentity(Env& env, const std::string& path) {
+Identity ReadLogDeviceIdentity(XmlContext& xml, const std::string& path) {
   Identity identity;
-  (void)ReadRootAttribute(env, path, "DeviceID", &identity.device_id);
-  (void)ReadRootAttribute(env, path, "CP_TYPE", &identity.cp_type);
-  (void)ReadParameterValue(env, path, "DeviceHeader", "DeviceName", &identity.device_name);
+  (void)ReadRootAttribute(xml, path, "DeviceID", &identity.device_id);
+  (void)ReadRootAttribute(xml, path, "CP_TYPE", &identity.cp_type);
+  (void)ReadParameterValue(xml, path, "DeviceHeader", "DeviceName", &identity.device_name);
   return identity;
 }
 
@@ -266,7 +266,7 @@ ResultCode FileOperator::CopyLogNamesToMeta(InstallLog& log) {
     }
     if (present) continue;
     const std::string source = JoinPath(install, name);
-    if (ValidateFile(env_, source, paths_.Schemes(), "Corvane.Device.Driver.Logname") != PGSP_OK) {
+    if (ValidateFile(xml_, source, paths_.Schemes(), "Corvane.Device.Driver.Logname") != PGSP_OK) {
       Q9_TRACE(kSite, kProgress, "Invalid Logname: %s not coppied to meta", name.c_str());
       continue;
     }
@@ -330,21 +330,21 @@ ResultCode FileOperator::DeleteAssociatedLogDevices(const std::string& name) {
   std::string board_device_id;
   Identity template_identity;
   if (protocol) {
-    (void)ReadRootAttribute(env_, JoinPath(paths_.MetaProtocols(), name), "Name", &protocol_name);
+    (void)ReadRootAttribute(xml_, JoinPath(paths_.MetaProtocols(), name), "Name", &protocol_name);
   }
   if (board) {
-    (void)ReadRootAttribute(env_, JoinPath(paths_.MetaBoards(), name), "DeviceID",
+    (void)ReadRootAttribute(xml_, JoinPath(paths_.MetaBoards(), name), "DeviceID",
                             &board_device_id);
   }
   if (default_log_device) {
     template_identity =
-        ReadLogDeviceIdentity(env_, JoinPath(paths_.MetaDefaultLogDevices(), name));
+        ReadLogDeviceIdentity(xml_, JoinPath(paths_.MetaDefaultLogDevices(), name));
   }
   // Names are taken first, so a deletion does not shift the files after it
   // out of the walk.
   const std::string folder = paths_.DataLogDevices();
   for (const std::string& device : FileNames(folder)) {
-    const Identity found = ReadLogDeviceIdentity(env_, JoinPath(folder, device));
+    const Identity found = ReadLogDeviceIdentity(xml_, JoinPath(folder, device));
     const char* trace_text = nullptr;
     if (protocol) {
       if (found.cp_type == protocol_name) trace_text = "Delete Protocol-Associated LogDevice= %s";
@@ -388,7 +388,7 @@ ResultCode FileOperator::ExportAndDeleteDefaultLogDevices(const std::string& nam
   if (name.empty() || !StaysInFolder(name)) return PGSP_OK;
   const std::string install = paths_.InstallDefaultLogDevices();
   // Read as the export has always read it; nothing below depends on it.
-  (void)ReadLogDeviceIdentity(env_, JoinPath(install, name));
+  (void)ReadLogDeviceIdentity(xml_, JoinPath(install, name));
   const std::string wanted = WithXmlExtension(name);
   std::string found;
   for (uint32_t index = 0; EnumFile(install, index, &found) == PGSP_OK; ++index) {

@@ -119,10 +119,10 @@ ResultCode CreateParameter(const TemplateDocument& document, const std::string& 
   return PGSP_OK;
 }
 
-void SaveChanged(Env& env, const TemplateDocument& document, const TraceSite& site) {
+void SaveChanged(XmlContext& xml, const TemplateDocument& document, const TraceSite& site) {
   // The callers rely on 0 after a change; a failed save leaves the file as
   // it was and is only traced.
-  const ResultCode saved = document.Save(env);
+  const ResultCode saved = document.Save(xml);
   if (saved != PGSP_OK) {
     Q9_TRACE(site, trace_level::kProgress, "saving %s failed: %d", document.path().c_str(), saved);
   }
@@ -130,18 +130,18 @@ void SaveChanged(Env& env, const TemplateDocument& document, const TraceSite& si
 
 // The common part of SetSectionParameter and Q9XMLSetValue once the document
 // is loaded and the value checked.
-ResultCode SetOrCreate(Env& env, const TemplateDocument& document, const TraceSite& site,
+ResultCode SetOrCreate(XmlContext& xml, const TemplateDocument& document, const TraceSite& site,
                        const std::string& section, const std::string& element_name,
                        const std::string& name, const std::string& value) {
   if (xmlNode* parameter = FindParameter(document, section, element_name, name)) {
     SetParameterValue(parameter, value);
-    SaveChanged(env, document, site);
+    SaveChanged(xml, document, site);
     return PGSP_OK;
   }
   Q9_TRACE(site, trace_level::kProgress, "Parameter was not found .. Create it!");
   const ResultCode created = CreateParameter(document, section, element_name, name, value);
   if (created != PGSP_OK) return created;
-  SaveChanged(env, document, site);
+  SaveChanged(xml, document, site);
   Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
   return PGSP_OK;
 }
@@ -184,7 +184,7 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
                                                                 : PGSP_ERR_INVALID_PARAMETERS;
 }
 
-ResultCode GetSectionParameter(Env& env, const std::string& path, int32_t section_index,
+ResultCode GetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
                                int32_t parameter_index, std::string* name, std::string* value,
                                std::string* kind) {
   constexpr TraceSite kSite{"q9xmlHelper", "GetSectionParameter: "};
@@ -193,10 +193,10 @@ ResultCode GetSectionParameter(Env& env, const std::string& path, int32_t sectio
   }
   const char* section = SectionElementName(section_index);
   const std::string file = ApplyFileNameRule(path);
-  ResultCode result = CheckFileSize(env, file);
+  ResultCode result = CheckFileSize(xml, file);
   if (result != PGSP_OK) return result;
   TemplateDocument document;
-  result = TemplateDocument::Load(env, file, &document);
+  result = TemplateDocument::Load(xml, file, &document);
   if (result != PGSP_OK) return Traced(kSite, result);
   if (section == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
 
@@ -222,7 +222,7 @@ ResultCode GetSectionParameter(Env& env, const std::string& path, int32_t sectio
   return PGSP_OK;
 }
 
-ResultCode SetSectionParameter(Env& env, const std::string& path, int32_t section_index,
+ResultCode SetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
                                const std::string& name, const std::string& value,
                                const std::string& type) {
   constexpr TraceSite kSite{"q9xmlHelper", "SetSectionParameter: "};
@@ -235,13 +235,13 @@ ResultCode SetSectionParameter(Env& env, const std::string& path, int32_t sectio
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
   TemplateDocument document;
-  const ResultCode loaded = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
+  const ResultCode loaded = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
   return Traced(kSite,
-                SetOrCreate(env, document, kSite, section, element_name, name, stored_value));
+                SetOrCreate(xml, document, kSite, section, element_name, name, stored_value));
 }
 
-ResultCode DeleteSectionParameter(Env& env, const std::string& path, int32_t section_index,
+ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
                                   const std::string& name) {
   constexpr TraceSite kSite{"q9xmlHelper", "DeleteSectionParameter: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
@@ -250,7 +250,7 @@ ResultCode DeleteSectionParameter(Env& env, const std::string& path, int32_t sec
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
   TemplateDocument document;
-  const ResultCode loaded = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
+  const ResultCode loaded = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
 
   xmlNode* doomed = nullptr;
@@ -265,11 +265,11 @@ ResultCode DeleteSectionParameter(Env& env, const std::string& path, int32_t sec
   });
   if (doomed == nullptr) return Traced(kSite, kEntryMissing);
   RemoveNodeWithIndentation(doomed);
-  SaveChanged(env, document, kSite);
+  SaveChanged(xml, document, kSite);
   return Traced(kSite, PGSP_OK);
 }
 
-ResultCode Q9XMLSetValue(Env& env, const std::string& path, const std::string& section,
+ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::string& section,
                          const std::string& name, const std::string& value,
                          const std::string& type) {
   constexpr TraceSite kSite{"q9xmlHelper", "Q9XMLSetValue: "};
@@ -282,15 +282,15 @@ ResultCode Q9XMLSetValue(Env& env, const std::string& path, const std::string& s
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
   const std::string file = ApplyFileNameRule(path);
-  const ResultCode size = CheckFileSize(env, file);
+  const ResultCode size = CheckFileSize(xml, file);
   if (size != PGSP_OK) return Traced(kSite, size);
   TemplateDocument document;
-  if (TemplateDocument::Load(env, file, &document) != PGSP_OK) {
+  if (TemplateDocument::Load(xml, file, &document) != PGSP_OK) {
     Q9_TRACE(kSite, trace_level::kEntry, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE");
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
   const ResultCode result =
-      SetOrCreate(env, document, kSite, section_name, element_name, name, stored_value);
+      SetOrCreate(xml, document, kSite, section_name, element_name, name, stored_value);
   if (result != PGSP_OK) return Traced(kSite, result);
   return result;
 }

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "platform/result_code.h"
-#include "platform/env.h"
+#include "xml/xml_context.h"
 
 namespace q9 {
 
@@ -63,7 +63,7 @@ const char* SectionElementName(int32_t index);
 // (also, once the file has loaded, for a section index outside 0 to 7); 87
 // for an empty path or a null output; CheckFileSize's result when it is not
 // 0; 8508 when the file cannot be loaded.
-[[nodiscard]] ResultCode GetSectionParameter(Env& env, const std::string& path,
+[[nodiscard]] ResultCode GetSectionParameter(XmlContext& xml, const std::string& path,
                                              int32_t section_index, int32_t parameter_index,
                                              std::string* name, std::string* value,
                                              std::string* kind);
@@ -76,7 +76,7 @@ const char* SectionElementName(int32_t index);
 // reported); 87 for an empty path or name, a section index outside 0 to 7 or
 // a broken value rule, before the file is read; 8508 when the file cannot be
 // loaded; 14 when the document has no element of the section's name.
-[[nodiscard]] ResultCode SetSectionParameter(Env& env, const std::string& path,
+[[nodiscard]] ResultCode SetSectionParameter(XmlContext& xml, const std::string& path,
                                              int32_t section_index, const std::string& name,
                                              const std::string& value, const std::string& type);
 
@@ -85,14 +85,14 @@ const char* SectionElementName(int32_t index);
 // elements named after `section_index` ignoring case. Returns 0 when removed
 // and saved; 14 when there is none; 87 for an empty path or name or a section
 // index outside 0 to 7; 8508 when the file cannot be loaded.
-[[nodiscard]] ResultCode DeleteSectionParameter(Env& env, const std::string& path,
+[[nodiscard]] ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path,
                                                 int32_t section_index, const std::string& name);
 
 // SetSectionParameter with the section given by its element name ("" means
 // "SpareSection", matched exactly) and the type "" meaning "string". Also
 // returns CheckFileSize's result when that is not 0. A section element that
 // is missing is not created: 14.
-[[nodiscard]] ResultCode Q9XMLSetValue(Env& env, const std::string& path,
+[[nodiscard]] ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path,
                                        const std::string& section, const std::string& name,
                                        const std::string& value, const std::string& type);
 

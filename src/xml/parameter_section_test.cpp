@@ -29,12 +29,13 @@ class ParameterSectionTest : public ::testing::Test {
     for (int32_t index = 0;; ++index) {
       std::string name, value, kind;
       const ResultCode result =
-          GetSectionParameter(env_, path, section, index, &name, &value, &kind);
+          GetSectionParameter(xml_, path, section, index, &name, &value, &kind);
       if (result != PGSP_OK) return listed + "#" + std::to_string(result);
       listed += kind + ":" + name + "=" + value + " ";
     }
   }
   Env& env_ = Env::Default();
+  XmlContext xml_{env_};
   TempDir dir_;
 };
 
@@ -57,7 +58,7 @@ TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheName) {
 TEST_F(ParameterSectionTest, EnumerationFailures) {
   std::string value, kind;
   EXPECT_EQ(Enumerate("", kSpare), "#87");
-  EXPECT_EQ(GetSectionParameter(env_, dir_.WriteFile("t.xml", "<Dev/>"), kSpare, 0, nullptr, &value,
+  EXPECT_EQ(GetSectionParameter(xml_, dir_.WriteFile("t.xml", "<Dev/>"), kSpare, 0, nullptr, &value,
                                 &kind),
             PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(Enumerate(dir_.Path("missing.xml"), kSpare), "#8503");
@@ -77,13 +78,13 @@ TEST_F(ParameterSectionTest, TypeRulesRejectBeforeTheFileIsRead) {
       {"N", "a>b", ""},          {"N", "v", "no element"},
   };
   for (const auto& [name, value, type] : rejected) {
-    EXPECT_EQ(Q9XMLSetValue(env_, path, "", name, value, type), PGSP_ERR_INVALID_PARAMETERS)
+    EXPECT_EQ(Q9XMLSetValue(xml_, path, "", name, value, type), PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
-    EXPECT_EQ(SetSectionParameter(env_, path, kSpare, name, value, type),
+    EXPECT_EQ(SetSectionParameter(xml_, path, kSpare, name, value, type),
               PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
     // Checked before any file is touched: a missing file changes nothing.
-    EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("missing.xml"), "", name, value, type),
+    EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("missing.xml"), "", name, value, type),
               PGSP_ERR_INVALID_PARAMETERS)
         << name << " " << value << " " << type;
   }
@@ -107,12 +108,12 @@ TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase)
       "t.xml",
       "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>false</Value></ParameterBool>\n"
       "  </Ndi>\n</Dev>\n");
-  EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
   EXPECT_EQ(
       ReadText(path),
       "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
       "  </Ndi>\n</Dev>\n");
-  EXPECT_EQ(SetSectionParameter(env_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
+  EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
   EXPECT_EQ(Enumerate(path, kNdi), "ParameterBool:Hidden=false #259");
 }
 
@@ -123,13 +124,13 @@ TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespa
                    "\">\n"
                    "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
                    "  <Updates>\n  </Updates>\n</Dev>\n");
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
   EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
   EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 128, "<< PGSP_OK"));
   // A parameter of another kind with the same name is a different parameter.
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "A", "5", "int"), PGSP_OK);
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "Updates", "When", "now", "string"), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "5", "int"), PGSP_OK);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Updates", "When", "now", "string"), PGSP_OK);
   EXPECT_EQ(
       ReadText(path),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
@@ -148,23 +149,23 @@ TEST_F(ParameterSectionTest, SetValueFailuresLeaveTheFileAlone) {
   const std::string original = "<Dev><Ndi/><SpareSection/></Dev>";
   const std::string path = dir_.WriteFile("t.xml", original);
   // Q9XMLSetValue matches the section name with its case; no section is created.
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "ndi", "A", "1", ""), kEntryMissing);
-  EXPECT_EQ(SetSectionParameter(env_, path, kBindings, "A", "1", ""), kEntryMissing);
-  EXPECT_EQ(SetSectionParameter(env_, path, 8, "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(Q9XMLSetValue(env_, "", "", "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "", "", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "ndi", "A", "1", ""), kEntryMissing);
+  EXPECT_EQ(SetSectionParameter(xml_, path, kBindings, "A", "1", ""), kEntryMissing);
+  EXPECT_EQ(SetSectionParameter(xml_, path, 8, "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Q9XMLSetValue(xml_, "", "", "A", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "", "", "1", ""), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(ReadText(path), original);
-  EXPECT_EQ(Q9XMLSetValue(env_, dir_.Path("missing"), "", "A", "1", ""), kFileAttributesUnreadable);
+  EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("missing"), "", "A", "1", ""), kFileAttributesUnreadable);
   const std::string bad = dir_.WriteFile("bad.xml", "<Dev><SpareSection></Dev>");
-  EXPECT_EQ(Q9XMLSetValue(env_, bad, "", "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_EQ(Q9XMLSetValue(xml_, bad, "", "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
   EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 8, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE"));
-  EXPECT_EQ(SetSectionParameter(env_, bad, kSpare, "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_EQ(SetSectionParameter(xml_, bad, kSpare, "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
   EXPECT_EQ(ReadText(bad), "<Dev><SpareSection></Dev>");
 
   // A failed save is not reported, and leaves the file as it was.
   std::filesystem::permissions(path, std::filesystem::perms::owner_write,
                                std::filesystem::perm_options::remove);
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "", "A", "1", ""), PGSP_OK);  // "" is SpareSection
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "", "A", "1", ""), PGSP_OK);  // "" is SpareSection
   EXPECT_EQ(ReadText(path), original);
   EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
 }
@@ -176,20 +177,20 @@ TEST_F(ParameterSectionTest, DeleteRemovesTheFirstMatchWithItsLine) {
       "    <parameterbool><Name>HIDDEN</Name><Value>true</Value></parameterbool>\n  </ndi>\n"
       "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
       "</Ndi>\n</Dev>\n");
-  EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("t"), kNdi, "Hidden"), PGSP_OK);
+  EXPECT_EQ(DeleteSectionParameter(xml_, dir_.Path("t"), kNdi, "Hidden"), PGSP_OK);
   EXPECT_EQ(
       ReadText(path),
       "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n  </ndi>\n"
       "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
       "</Ndi>\n</Dev>\n");
-  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), PGSP_OK);
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), PGSP_OK);
   const std::string remaining = ReadText(path);
-  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), kEntryMissing);
-  EXPECT_EQ(DeleteSectionParameter(env_, path, kBindings, "Keep"), kEntryMissing);
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), kEntryMissing);
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, kBindings, "Keep"), kEntryMissing);
   EXPECT_EQ(ReadText(path), remaining);
-  EXPECT_EQ(DeleteSectionParameter(env_, path, 8, "Keep"), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, ""), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(DeleteSectionParameter(env_, dir_.Path("missing.xml"), kNdi, "Keep"),
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, 8, "Keep"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(DeleteSectionParameter(xml_, dir_.Path("missing.xml"), kNdi, "Keep"),
             PGSP_ERR_CANT_LOAD_XML_FILE);
 }
 
@@ -197,13 +198,13 @@ TEST_F(ParameterSectionTest, OnlyTheWritersMatchTheSectionNameWithItsCase) {
   const std::string original =
       "<Dev><ndi><ParameterBool><Name>hidden</Name><Value>false</Value></ParameterBool></ndi></Dev>";
   const std::string path = dir_.WriteFile("case.xml", original);
-  EXPECT_EQ(SetSectionParameter(env_, path, kNdi, "hidden", "true", "bool"), kEntryMissing);
-  EXPECT_EQ(Q9XMLSetValue(env_, path, "Ndi", "hidden", "true", "bool"), kEntryMissing);
+  EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "hidden", "true", "bool"), kEntryMissing);
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "hidden", "true", "bool"), kEntryMissing);
   EXPECT_EQ(ReadText(path), original);
   std::string name, value, kind;
-  EXPECT_EQ(GetSectionParameter(env_, path, kNdi, 0, &name, &value, &kind), PGSP_OK);
+  EXPECT_EQ(GetSectionParameter(xml_, path, kNdi, 0, &name, &value, &kind), PGSP_OK);
   EXPECT_EQ(value, "false");
-  EXPECT_EQ(DeleteSectionParameter(env_, path, kNdi, "hidden"), PGSP_OK);
+  EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), PGSP_OK);
 }
 
 }  // namespace

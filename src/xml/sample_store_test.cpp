@@ -34,10 +34,11 @@ TEST(SampleStoreTest, EveryShippedTemplateValidates) {
       {"Install/LogNames", "Corvane.Device.Driver.Logname"},
       {"meta", "DriverInfo.Schema"},
   };
+  XmlContext xml(Env::Default());
   size_t checked = 0;
   for (const auto& [folder, schema] : folders) {
     for (const std::string& file : XmlFilesIn(kStore + "/" + folder)) {
-      EXPECT_EQ(ValidateFile(Env::Default(), file, kSchemes, schema), PGSP_OK) << file;
+      EXPECT_EQ(ValidateFile(xml, file, kSchemes, schema), PGSP_OK) << file;
       ++checked;
     }
   }
@@ -45,12 +46,12 @@ TEST(SampleStoreTest, EveryShippedTemplateValidates) {
 }
 
 TEST(SampleStoreTest, BrokenCopiesAreRejectedAsInvalid) {
+  XmlContext xml(Env::Default());
   size_t checked = 0;
   for (const auto& schema_folder : fs::directory_iterator(Q9_INVALID_SAMPLES)) {
     const std::string schema = schema_folder.path().filename().string();
     for (const std::string& file : XmlFilesIn(schema_folder.path().string())) {
-      EXPECT_EQ(ValidateFile(Env::Default(), file, kSchemes, schema), kInvalidAgainstSchema)
-          << file;
+      EXPECT_EQ(ValidateFile(xml, file, kSchemes, schema), kInvalidAgainstSchema) << file;
       ++checked;
     }
   }

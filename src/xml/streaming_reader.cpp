@@ -26,9 +26,9 @@ int KeepFileOpen(void*) { return 0; }  // the stream owns the file
 class TemplateStream {
  public:
   // 0, or 8508 when the file cannot be opened or the reader cannot be made.
-  ResultCode Open(Env& env, const std::string& path) {
+  ResultCode Open(XmlContext& xml, const std::string& path) {
     InitializeXmlLibrary();
-    if (env.files().OpenSequential(path, &file_) != os_error::kSuccess) {
+    if (xml.env().files().OpenSequential(path, &file_) != os_error::kSuccess) {
       return PGSP_ERR_CANT_LOAD_XML_FILE;
     }
     // No XML_PARSER_LOADDTD, no XML_PARSER_SUBST_ENTITIES: nothing outside
@@ -151,15 +151,15 @@ Lookup SearchSection(TemplateStream& stream, const std::string& wanted, std::str
 
 }  // namespace
 
-ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::string& attribute_name,
-                             std::string* value) {
+ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
+                             const std::string& attribute_name, std::string* value) {
   constexpr TraceSite kSite{"q9xmlHelper", "ReadRootAttribute: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   // An empty attribute name is no bad argument; it simply names nothing (8513).
   if (path.empty() || value == nullptr) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   value->clear();
   TemplateStream stream;
-  const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
+  const ResultCode opened = stream.Open(xml, ApplyFileNameRule(path));
   if (opened != PGSP_OK) return Traced(kSite, opened);
   while (stream.Next()) {
     if (!stream.AtElement()) continue;
@@ -168,7 +168,7 @@ ResultCode ReadRootAttribute(Env& env, const std::string& path, const std::strin
   return Traced(kSite, kStreamValueNotFound);
 }
 
-ResultCode ReadParameterValue(Env& env, const std::string& path, const std::string& section,
+ResultCode ReadParameterValue(XmlContext& xml, const std::string& path, const std::string& section,
                               const std::string& parameter_name, std::string* value) {
   constexpr TraceSite kSite{"q9xmlHelper", "ReadParameterValue: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
@@ -178,7 +178,7 @@ ResultCode ReadParameterValue(Env& env, const std::string& path, const std::stri
   value->clear();
   const std::string wanted_section = section.empty() ? "SpareSection" : section;
   TemplateStream stream;
-  const ResultCode opened = stream.Open(env, ApplyFileNameRule(path));
+  const ResultCode opened = stream.Open(xml, ApplyFileNameRule(path));
   if (opened != PGSP_OK) return Traced(kSite, opened);
   while (stream.Next()) {
     if (!stream.AtElement() || stream.IsEmptyElement() || stream.LocalName() != wanted_section) {

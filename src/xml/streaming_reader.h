@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/result_code.h"
-#include "platform/env.h"
+#include "xml/xml_context.h"
 
 namespace q9 {
 
@@ -16,7 +16,7 @@ namespace q9 {
 // document has no element, has no such attribute on it (an empty name names
 // none), is malformed before
 // its first element, or declares a document type.
-[[nodiscard]] ResultCode ReadRootAttribute(Env& env, const std::string& path,
+[[nodiscard]] ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
                                            const std::string& attribute_name, std::string* value);
 
 // Looks up one parameter the way GetSectionParameter would find it: the first
@@ -30,7 +30,7 @@ namespace q9 {
 // `value` is null; 8508 when the file cannot be read; 8513 when nothing
 // matches before the document ends or before the reader hits malformed text
 // or a document type declaration.
-[[nodiscard]] ResultCode ReadParameterValue(Env& env, const std::string& path,
+[[nodiscard]] ResultCode ReadParameterValue(XmlContext& xml, const std::string& path,
                                             const std::string& section,
                                             const std::string& parameter_name, std::string* value);
 

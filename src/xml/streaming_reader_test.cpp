@@ -14,13 +14,13 @@ class StreamingReaderTest : public ::testing::Test {
   std::string Lookup(const std::string& xml, const std::string& section, const std::string& name) {
     std::string value = "stale";
     const ResultCode result =
-        ReadParameterValue(env_, dir_.WriteFile("t.xml", xml), section, name, &value);
+        ReadParameterValue(xml_, dir_.WriteFile("t.xml", xml), section, name, &value);
     return Outcome(result, value);
   }
   std::string Root(const std::string& xml, const std::string& attribute) {
     std::string value = "stale";
     const ResultCode result =
-        ReadRootAttribute(env_, dir_.WriteFile("t.xml", xml), attribute, &value);
+        ReadRootAttribute(xml_, dir_.WriteFile("t.xml", xml), attribute, &value);
     return Outcome(result, value);
   }
   static std::string Outcome(ResultCode result, const std::string& value) {
@@ -28,6 +28,7 @@ class StreamingReaderTest : public ::testing::Test {
     return "<" + std::to_string(result) + (value.empty() ? ">" : " not cleared>");
   }
   Env& env_ = Env::Default();
+  XmlContext xml_{env_};
   testing::TempDir dir_;
 };
 
@@ -47,15 +48,15 @@ TEST_F(StreamingReaderTest, RootAttributeOfTheFirstElement) {
 
   std::string value;
   dir_.WriteFile("named.xml", "<Dev Name=\"S7\"/>");
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "Name", &value), PGSP_OK);  // named.xml
+  EXPECT_EQ(ReadRootAttribute(xml_, dir_.Path("named"), "Name", &value), PGSP_OK);  // named.xml
   EXPECT_EQ(value, "S7");
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("missing.xml"), "Name", &value),
+  EXPECT_EQ(ReadRootAttribute(xml_, dir_.Path("missing.xml"), "Name", &value),
             PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.MakeDir("dir.xml"), "Name", &value),
+  EXPECT_EQ(ReadRootAttribute(xml_, dir_.MakeDir("dir.xml"), "Name", &value),
             PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_EQ(ReadRootAttribute(env_, "", "Name", &value), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "", &value), kStreamValueNotFound);
-  EXPECT_EQ(ReadRootAttribute(env_, dir_.Path("named"), "Name", nullptr),
+  EXPECT_EQ(ReadRootAttribute(xml_, "", "Name", &value), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadRootAttribute(xml_, dir_.Path("named"), "", &value), kStreamValueNotFound);
+  EXPECT_EQ(ReadRootAttribute(xml_, dir_.Path("named"), "Name", nullptr),
             PGSP_ERR_INVALID_PARAMETERS);
 }
 
@@ -128,10 +129,10 @@ TEST_F(StreamingReaderTest, HostileFilesAndBadArguments) {
   EXPECT_EQ(Lookup("", "", "A"), "<8513>");
 
   std::string value;
-  EXPECT_EQ(ReadParameterValue(env_, "", "", "A", &value), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ReadParameterValue(env_, secret, "", "", &value), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ReadParameterValue(env_, secret, "", "A", nullptr), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ReadParameterValue(env_, dir_.Path("missing"), "", "A", &value),
+  EXPECT_EQ(ReadParameterValue(xml_, "", "", "A", &value), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadParameterValue(xml_, secret, "", "", &value), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadParameterValue(xml_, secret, "", "A", nullptr), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ReadParameterValue(xml_, dir_.Path("missing"), "", "A", &value),
             PGSP_ERR_CANT_LOAD_XML_FILE);
 }
 

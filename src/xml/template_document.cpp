@@ -58,19 +58,19 @@ std::string WithCrlf(const std::string& text) {
 
 }  // namespace
 
-ResultCode TemplateDocument::Load(Env& env, const std::string& path, TemplateDocument* document,
-                                  XmlParseFailure* failure) {
+ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
+                                  TemplateDocument* document, XmlParseFailure* failure) {
   *document = TemplateDocument();
   // libxml2 parses at most 2 GiB; a larger file is refused before it is read
   // into memory.
   FileInfo info;
-  if (env.files().GetFileInfo(path, &info) == os_error::kSuccess && !info.is_directory &&
+  if (xml.env().files().GetFileInfo(path, &info) == os_error::kSuccess && !info.is_directory &&
       info.size > static_cast<uint64_t>(std::numeric_limits<int>::max())) {
     if (failure != nullptr) *failure = {"the file is too large to be parsed", 0};
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
   std::string bytes;
-  const OsError read = env.files().ReadFile(path, &bytes);
+  const OsError read = xml.env().files().ReadFile(path, &bytes);
   if (read != os_error::kSuccess) {
     if (failure != nullptr) {
       *failure = {"cannot read the file (error " + std::to_string(read) + ")", 0};
@@ -87,7 +87,7 @@ ResultCode TemplateDocument::Load(Env& env, const std::string& path, TemplateDoc
   return PGSP_OK;
 }
 
-ResultCode TemplateDocument::Save(Env& env) const {
+ResultCode TemplateDocument::Save(XmlContext& xml) const {
   if (doc_ == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
   std::string text;
   if (had_bom_) text += kUtf8Bom;
@@ -100,14 +100,14 @@ ResultCode TemplateDocument::Save(Env& env) const {
   // Write errors show only when the context is closed.
   if (xmlSaveClose(save.release()) < 0 || written < 0) return PGSP_ERR_CANT_LOAD_XML_FILE;
   if (had_crlf_ && !IsUtf16(doc_.get())) text = WithCrlf(text);
-  return env.files().WriteFileAtomic(path_, text);
+  return xml.env().files().WriteFileAtomic(path_, text);
 }
 
-ResultCode CheckFileSize(Env& env, const std::string& path) {
+ResultCode CheckFileSize(XmlContext& xml, const std::string& path) {
   constexpr TraceSite kSite{"q9xmlHelper", "CheckFileSize: "};
   const std::string file = ApplyFileNameRule(path);
   FileInfo info;
-  if (env.files().GetFileInfo(file, &info) != os_error::kSuccess) {
+  if (xml.env().files().GetFileInfo(file, &info) != os_error::kSuccess) {
     Q9_TRACE(kSite, trace_level::kResult, "Error: FILE_NOT_FOUND : %s", file.c_str());
     return kFileAttributesUnreadable;
   }

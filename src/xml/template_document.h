@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/result_code.h"
-#include "platform/env.h"
+#include "xml/xml_context.h"
 #include "xml/xml_handles.h"
 #include "xml/xml_library.h"
 
@@ -25,17 +25,17 @@ class TemplateDocument {
   TemplateDocument& operator=(TemplateDocument&&) = default;
 
   // Reads `path` exactly as given (callers apply the file-name rule) through
-  // `env` and parses it with ParseDocument. Returns 0, or 8508 when the file
+  // the run's Env and parses it with ParseDocument. Returns 0, or 8508 when the file
   // cannot be read (missing, a directory, unreadable) or does not parse; the
   // reason goes to `failure` when given. `document` is empty on failure.
-  [[nodiscard]] static ResultCode Load(Env& env, const std::string& path,
+  [[nodiscard]] static ResultCode Load(XmlContext& xml, const std::string& path,
                                        TemplateDocument* document,
                                        XmlParseFailure* failure = nullptr);
 
   // Serialises the whole document and replaces the file at path() in one
-  // atomic write through `env`. Returns 0, the Windows error number of the
+  // atomic write through the run's Env. Returns 0, the Windows error number of the
   // write (the file is then as it was), or 8508 when serialising failed.
-  [[nodiscard]] ResultCode Save(Env& env) const;
+  [[nodiscard]] ResultCode Save(XmlContext& xml) const;
 
   bool loaded() const { return doc_ != nullptr; }
   xmlDoc* doc() const { return doc_.get(); }
@@ -55,7 +55,7 @@ class TemplateDocument {
 // and the low 32 bits of its size are at most kMaxTemplateFileSize; 8503 when
 // its attributes cannot be read (traced at level 128); 8508 when it is larger
 // (traced as a warning at level 16).
-[[nodiscard]] ResultCode CheckFileSize(Env& env, const std::string& path);
+[[nodiscard]] ResultCode CheckFileSize(XmlContext& xml, const std::string& path);
 
 // DOM node types that CreateTemplateNode accepts.
 enum TemplateNodeType : int32_t {
@@ -87,7 +87,7 @@ XmlNodePtr CreateTemplateNode(int32_t node_type, const char* name,
 // ignoring case). Returns 0 when at least one was there (the file is saved
 // once), 87 when an argument is empty, 8508 when the file cannot be loaded,
 // 8040 when the root carries neither (the file is not touched).
-[[nodiscard]] ResultCode SetTemplateVersion(Env& env, const std::string& path,
+[[nodiscard]] ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path,
                                             const std::string& major, const std::string& minor);
 
 }  // namespace q9

@@ -19,6 +19,7 @@ class TemplateDocumentTest : public ::testing::Test {
  protected:
   void SetUp() override { testing::ClearTraces(); }
   Env& env_ = Env::Default();
+  XmlContext xml_{env_};
   testing::TempDir dir_;
 };
 
@@ -41,8 +42,8 @@ TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
   for (const std::string& sample : samples) {
     const std::string path = dir_.WriteFile("t.xml", sample);
     TemplateDocument document;
-    ASSERT_EQ(TemplateDocument::Load(env_, path, &document), PGSP_OK) << sample;
-    ASSERT_EQ(document.Save(env_), PGSP_OK);
+    ASSERT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_OK) << sample;
+    ASSERT_EQ(document.Save(xml_), PGSP_OK);
     EXPECT_EQ(ReadText(path), sample);
   }
   EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
@@ -75,11 +76,11 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
   for (const std::string& bytes : cases) {
     testing::FaultInjectionFileSystem files(env_.files());
     Env env = testing::EnvWithFileSystem(files);
+    XmlContext xml(env);
     const std::string path = dir_.WriteFile("hostile.xml", bytes);
     TemplateDocument document;
     XmlParseFailure failure;
-    EXPECT_EQ(TemplateDocument::Load(env, path, &document, &failure),
-              PGSP_ERR_CANT_LOAD_XML_FILE)
+    EXPECT_EQ(TemplateDocument::Load(xml, path, &document, &failure), PGSP_ERR_CANT_LOAD_XML_FILE)
         << bytes;
     EXPECT_FALSE(document.loaded());
     EXPECT_FALSE(failure.message.empty());
@@ -89,7 +90,7 @@ TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
     }
   }
   TemplateDocument document;
-  EXPECT_EQ(TemplateDocument::Load(env_, dir_.MakeDir("folder.xml"), &document),
+  EXPECT_EQ(TemplateDocument::Load(xml_, dir_.MakeDir("folder.xml"), &document),
             PGSP_ERR_CANT_LOAD_XML_FILE);
 }
 
@@ -120,38 +121,39 @@ TEST_F(TemplateDocumentTest, CheckFileSizeLimitAndMissingFile) {
     std::filesystem::resize_file(path, size);  // sparse
     return path;
   };
-  EXPECT_EQ(CheckFileSize(env_, sized("limit.xml", 10'000'000)), PGSP_OK);
+  EXPECT_EQ(CheckFileSize(xml_, sized("limit.xml", 10'000'000)), PGSP_OK);
   const std::string over = sized("over.xml", 10'000'001);
-  EXPECT_EQ(CheckFileSize(env_, over), PGSP_ERR_CANT_LOAD_XML_FILE);
+  EXPECT_EQ(CheckFileSize(xml_, over), PGSP_ERR_CANT_LOAD_XML_FILE);
   EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + over));
   // Only the low 32 bits count: 4 GiB + 5 bytes passes.
-  EXPECT_EQ(CheckFileSize(env_, sized("wrapped.xml", (uint64_t{1} << 32) + 5)), PGSP_OK);
+  EXPECT_EQ(CheckFileSize(xml_, sized("wrapped.xml", (uint64_t{1} << 32) + 5)), PGSP_OK);
   // The file-name rule: "missing" is looked up as "missing.xml".
-  EXPECT_EQ(CheckFileSize(env_, dir_.Path("missing")), kFileAttributesUnreadable);
+  EXPECT_EQ(CheckFileSize(xml_, dir_.Path("missing")), kFileAttributesUnreadable);
   EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 128,
                                 "Error: FILE_NOT_FOUND : " + dir_.Path("missing.xml")));
   sized("small.xml", 10);
-  EXPECT_EQ(CheckFileSize(env_, dir_.Path("small")), PGSP_OK);
+  EXPECT_EQ(CheckFileSize(xml_, dir_.Path("small")), PGSP_OK);
 }
 
 // Creates a node in a document whose root has the log-device namespace as
 // default and the boards namespace as "b", appends it to the root, saves and
 // reloads; gives the element's namespace after reading and the saved text.
-std::pair<std::string, std::string> RoundTrip(Env& env, const std::string& path, int32_t type,
-                                              const char* name, const std::string& prefix) {
+std::pair<std::string, std::string> RoundTrip(XmlContext& xml, const std::string& path,
+                                              int32_t type, const char* name,
+                                              const std::string& prefix) {
   const std::string root = "<Root xmlns=\"" + NamespaceForPrefix("dev") + "\" xmlns:b=\"" +
                            NamespaceForPrefix("brd") + "\"/>";
   TemplateDocument document;
-  if (env.files().WriteFileAtomic(path, root) != 0 ||
-      TemplateDocument::Load(env, path, &document) != PGSP_OK)
+  if (xml.env().files().WriteFileAtomic(path, root) != 0 ||
+      TemplateDocument::Load(xml, path, &document) != PGSP_OK)
     return {"<load>", ""};
   XmlNodePtr node = CreateTemplateNode(type, name, prefix, &document);
   if (node == nullptr) return {"<no node>", ""};
   if (node->parent != nullptr) return {"<inserted>", ""};
   xmlAddChild(document.root(), node.release());
-  if (document.Save(env) != PGSP_OK) return {"<save>", ""};
+  if (document.Save(xml) != PGSP_OK) return {"<save>", ""};
   TemplateDocument reread;
-  if (TemplateDocument::Load(env, path, &reread) != PGSP_OK) return {"<reload>", ""};
+  if (TemplateDocument::Load(xml, path, &reread) != PGSP_OK) return {"<reload>", ""};
   const xmlNode* child = reread.root()->children;
   if (child == nullptr) return {"<lost>", ""};
   return {child->ns != nullptr ? FromXml(child->ns->href) : "", ReadText(path)};
@@ -160,45 +162,45 @@ std::pair<std::string, std::string> RoundTrip(Env& env, const std::string& path,
 TEST_F(TemplateDocumentTest, CreatedNodesSaveAndRereadInTheChosenNamespace) {
   const std::string path = dir_.Path("n.xml");
   const std::string dev = NamespaceForPrefix("dev");
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "dev").second,
+  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Parameter", "dev").second,
             "<Root xmlns=\"" + dev + "\" xmlns:b=\"" + NamespaceForPrefix("brd") +
                 "\"><Parameter/></Root>\n");
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Parameter", "pro").first,
+  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Parameter", "pro").first,
             NamespaceForPrefix("pro"));
-  const auto prefixed = RoundTrip(env_, path, kElementNode, "b:Board", "brd");
+  const auto prefixed = RoundTrip(xml_, path, kElementNode, "b:Board", "brd");
   EXPECT_EQ(prefixed.first, NamespaceForPrefix("brd"));
   EXPECT_NE(prefixed.second.find("<b:Board/>"), std::string::npos);
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "p:Thing", "pgsp").first,
+  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "p:Thing", "pgsp").first,
             NamespaceForPrefix("pgsp"));
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Plain", "unknown").first, "");
-  EXPECT_EQ(RoundTrip(env_, path, kElementNode, "Based", "x").first, TemplateNamespaceBase());
-  EXPECT_EQ(RoundTrip(env_, path, kCommentNode, nullptr, "dev").first, "");
+  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Plain", "unknown").first, "");
+  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Based", "x").first, TemplateNamespaceBase());
+  EXPECT_EQ(RoundTrip(xml_, path, kCommentNode, nullptr, "dev").first, "");
 
   for (const char* refused : {"two words", "p:Thing", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(RoundTrip(env_, path, kElementNode, refused, "unknown").first, "<no node>");
+    EXPECT_EQ(RoundTrip(xml_, path, kElementNode, refused, "unknown").first, "<no node>");
   }
-  EXPECT_EQ(RoundTrip(env_, path, 2, "attribute", "dev").first, "<no node>");
+  EXPECT_EQ(RoundTrip(xml_, path, 2, "attribute", "dev").first, "<no node>");
   EXPECT_EQ(CreateTemplateNode(kElementNode, "A", "dev", nullptr), nullptr);
 }
 
 TEST_F(TemplateDocumentTest, SetTemplateVersionWritesWhatTheRootCarries) {
   const std::string both = dir_.WriteFile(
       "both.xml", "<Root majorversion=\"1\" MinorVersion=\"2\" Other=\"x\">\n  <A/>\n</Root>\n");
-  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("both"), "3", "4"), PGSP_OK);
+  EXPECT_EQ(SetTemplateVersion(xml_, dir_.Path("both"), "3", "4"), PGSP_OK);
   EXPECT_EQ(ReadText(both),
             "<Root majorversion=\"3\" MinorVersion=\"4\" Other=\"x\">\n  <A/>\n</Root>\n");
   const std::string minor = dir_.WriteFile("minor.xml", "<Root MinorVersion=\"2\"/>\n");
-  EXPECT_EQ(SetTemplateVersion(env_, minor, "7", "8"), PGSP_OK);
+  EXPECT_EQ(SetTemplateVersion(xml_, minor, "7", "8"), PGSP_OK);
   EXPECT_EQ(ReadText(minor), "<Root MinorVersion=\"8\"/>\n");
   const std::string neither = dir_.WriteFile("neither.xml", "<Root Version=\"2\"/>");  // no newline
-  EXPECT_EQ(SetTemplateVersion(env_, neither, "7", "8"), kNoVersionAttribute);
+  EXPECT_EQ(SetTemplateVersion(xml_, neither, "7", "8"), kNoVersionAttribute);
   EXPECT_EQ(ReadText(neither), "<Root Version=\"2\"/>");
   // A prefixed attribute is another name.
   const std::string prefixed =
       dir_.WriteFile("prefixed.xml", "<Root xmlns:x=\"urn:x\" x:MajorVersion=\"1\"/>");
-  EXPECT_EQ(SetTemplateVersion(env_, prefixed, "7", "8"), kNoVersionAttribute);
-  EXPECT_EQ(SetTemplateVersion(env_, minor, "", "8"), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(SetTemplateVersion(env_, dir_.Path("missing.xml"), "1", "2"),
+  EXPECT_EQ(SetTemplateVersion(xml_, prefixed, "7", "8"), kNoVersionAttribute);
+  EXPECT_EQ(SetTemplateVersion(xml_, minor, "", "8"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(SetTemplateVersion(xml_, dir_.Path("missing.xml"), "1", "2"),
             PGSP_ERR_CANT_LOAD_XML_FILE);
 }
 

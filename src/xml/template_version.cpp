@@ -5,7 +5,7 @@
 
 namespace q9 {
 
-ResultCode SetTemplateVersion(Env& env, const std::string& path, const std::string& major,
+ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path, const std::string& major,
                               const std::string& minor) {
   constexpr TraceSite kSite{"q9xmlHelper", "SetTemplateVersion: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
@@ -14,7 +14,7 @@ ResultCode SetTemplateVersion(Env& env, const std::string& path, const std::stri
     return PGSP_ERR_INVALID_PARAMETERS;
   }
   TemplateDocument document;
-  ResultCode result = TemplateDocument::Load(env, ApplyFileNameRule(path), &document);
+  ResultCode result = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
   if (result != PGSP_OK) {
     Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
     return result;
@@ -36,7 +36,7 @@ ResultCode SetTemplateVersion(Env& env, const std::string& path, const std::stri
   result = kNoVersionAttribute;
   if (changed) {
     // A failed save is traced but, like every writer of the layer, not reported.
-    const ResultCode saved = document.Save(env);
+    const ResultCode saved = document.Save(xml);
     if (saved != PGSP_OK) Q9_TRACE(kSite, trace_level::kProgress, "saving failed: %d", saved);
     result = PGSP_OK;
   }

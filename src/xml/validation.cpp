@@ -29,7 +29,7 @@ ResultCode Invalid(const std::string& reason) {
 }
 
 // Compiles the schema document; null with the reason in `errors` on failure.
-XmlSchemaPtr CompileSchema(Env& env, xmlDoc* schema_doc, const std::string& schema_path,
+XmlSchemaPtr CompileSchema(XmlContext& xml, xmlDoc* schema_doc, const std::string& schema_path,
                            FirstXmlError* errors, bool* out_of_memory) {
   XmlSchemaParserCtxtPtr parser(xmlSchemaNewDocParserCtxt(schema_doc));
   if (parser == nullptr) {
@@ -37,14 +37,14 @@ XmlSchemaPtr CompileSchema(Env& env, xmlDoc* schema_doc, const std::string& sche
     return nullptr;
   }
   xmlSchemaSetParserStructuredErrors(parser.get(), FirstXmlError::Collect, errors);
-  SchemaFolderScope includes(env, std::string(ParentPath(schema_path)));
+  SchemaFolderScope includes(xml.env(), std::string(ParentPath(schema_path)));
   return XmlSchemaPtr(xmlSchemaParse(parser.get()));
 }
 
 }  // namespace
 
-ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string& schema_folder,
-                        const std::string& schema_name) {
+ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
+                        const std::string& schema_folder, const std::string& schema_name) {
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   if (xml_path.empty() || schema_folder.empty() || schema_name.empty()) {
     Q9_TRACE(kSite, trace_level::kResult, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL");
@@ -54,17 +54,17 @@ ResultCode ValidateFile(Env& env, const std::string& xml_path, const std::string
 
   TemplateDocument schema;
   const std::string schema_path = JoinPath(schema_folder, schema_name) + ".xsd";
-  if (TemplateDocument::Load(env, schema_path, &schema) != PGSP_OK)
+  if (TemplateDocument::Load(xml, schema_path, &schema) != PGSP_OK)
     return SchemaNotLoaded(schema_name);
 
   TemplateDocument document;
-  if (TemplateDocument::Load(env, ApplyFileNameRule(xml_path), &document) != PGSP_OK) {
+  if (TemplateDocument::Load(xml, ApplyFileNameRule(xml_path), &document) != PGSP_OK) {
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
 
   FirstXmlError errors;
   bool out_of_memory = false;
-  XmlSchemaPtr compiled = CompileSchema(env, schema.doc(), schema_path, &errors, &out_of_memory);
+  XmlSchemaPtr compiled = CompileSchema(xml, schema.doc(), schema_path, &errors, &out_of_memory);
   if (out_of_memory) return kXmlObjectNotCreated;
   // The schema file was loaded; one that does not compile describes nothing
   // the file may contain, so the file is reported invalid, as a document

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/result_code.h"
-#include "platform/env.h"
+#include "xml/xml_context.h"
 
 namespace q9 {
 
@@ -25,7 +25,7 @@ namespace q9 {
 // Returns 0 for a valid file. The reason of an 8506 (text and line number)
 // goes to the trace. Includes and imports of the schema are
 // read only from the schema folder; nothing else is ever read.
-[[nodiscard]] ResultCode ValidateFile(Env& env, const std::string& xml_path,
+[[nodiscard]] ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
                                       const std::string& schema_folder,
                                       const std::string& schema_name);
 

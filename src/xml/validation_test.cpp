@@ -38,10 +38,11 @@ class ValidateFileTest : public ::testing::Test {
   ResultCode Validate(const std::string& schema_name, const std::string& schema,
                       const std::string& xml) {
     dir_.WriteFile("Corvane OAM/Schemes/" + schema_name + ".xsd", schema);
-    return ValidateFile(env_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
+    return ValidateFile(xml_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
   }
   std::string Schemes() const { return dir_.Path("Corvane OAM/Schemes"); }
   Env& env_ = Env::Default();
+  XmlContext xml_{env_};
   testing::TempDir dir_;
 };
 
@@ -77,7 +78,7 @@ TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
   dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
   dir_.WriteFile("proto.xml", Template(ns, "<Name>TCP</Name>\n  <Extra/>"));
   // File-name rule: "proto" is read as "proto.xml".
-  EXPECT_EQ(ValidateFile(env_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
+  EXPECT_EQ(ValidateFile(xml_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
             kInvalidAgainstSchema);
   const auto& traces = testing::CapturedTraces();
   const auto reason =
@@ -92,13 +93,13 @@ TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
 TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   const std::string ns = NamespaceForPrefix("pro");
   const std::string file = dir_.WriteFile("t.xml", Template(ns));
-  EXPECT_EQ(ValidateFile(env_, "", Schemes(), "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ValidateFile(env_, file, "", "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(ValidateFile(env_, file, Schemes(), ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ValidateFile(xml_, "", Schemes(), "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ValidateFile(xml_, file, "", "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(ValidateFile(xml_, file, Schemes(), ""), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL"));
 
   // No schema: 8509, even when the file is missing as well.
-  EXPECT_EQ(ValidateFile(env_, dir_.Path("none.xml"), Schemes(), "Protocols.Schema"),
+  EXPECT_EQ(ValidateFile(xml_, dir_.Path("none.xml"), Schemes(), "Protocols.Schema"),
             ERR_CANT_LOAD_SCHEME);
   EXPECT_TRUE(HasTrace(kLabel, 64, "Schema file: Protocols.Schema, not found"));
   EXPECT_TRUE(HasTrace(kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
@@ -108,7 +109,7 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   testing::ClearTraces();
   const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
   for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
-    EXPECT_EQ(ValidateFile(env_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
+    EXPECT_EQ(ValidateFile(xml_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
   }
   EXPECT_EQ(testing::CapturedTraces().size(), 6u);  // ">> Start" and the file name, each
 
@@ -137,11 +138,11 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
   testing::FaultInjectionFileSystem files(env_.files());
   Env env = testing::EnvWithFileSystem(files);
+  XmlContext xml(env);
   const auto validate = [&](const char* location) {
     dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",
                    Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
-    return ValidateFile(env, dir_.WriteFile("t.xml", Template(ns)), Schemes(),
-                        "Protocols.Schema");
+    return ValidateFile(xml, dir_.WriteFile("t.xml", Template(ns)), Schemes(), "Protocols.Schema");
   };
   EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
   EXPECT_EQ(files.reads().back(), dir_.Path("Corvane OAM/Schemes/Types.xsd"));
