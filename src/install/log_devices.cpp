@@ -57,8 +57,10 @@ ResultCode Installer::CreateTCPStdLogDevice() {
   const std::string device = JoinPath(devices, kTcpStdDeviceName);
   ResultCode result = file_operator().CopyFiles(
       log_, JoinPath(paths().MetaDefaultLogDevices(), kTcpTemplateName), device, 1);
-  if (result == PGSP_OK) result = Q9XMLSetValue(env_, device, "Ndi", "static_logdevice", "true", "bool");
-  if (result == PGSP_OK) result = Q9XMLSetValue(env_, device, "Ndi", "hidden", "true", "bool");
+  if (result == PGSP_OK) {
+    result = Q9XMLSetValue(xml(), device, "Ndi", "static_logdevice", "true", "bool");
+  }
+  if (result == PGSP_OK) result = Q9XMLSetValue(xml(), device, "Ndi", "hidden", "true", "bool");
   log_.Write("<< CreateTCPStdLogDevice returns with: ", std::to_string(result));
   Q9_TRACE(kSite, kResult, "<< return lRet = %d", result);
   return result;

@@ -60,8 +60,9 @@ class LogDevicesTest : public ::testing::Test {
 
   std::string NdiValue(const std::string& name) {
     std::string value;
+    XmlContext xml(env_);
     const ResultCode read = ReadParameterValue(
-        env_, dir_.Path("data/data/LogDevices/CP TCP-Std.xml"), "Ndi", name, &value);
+        xml, dir_.Path("data/data/LogDevices/CP TCP-Std.xml"), "Ndi", name, &value);
     return read == PGSP_OK ? value : "<" + std::to_string(read) + ">";
   }
 
