@@ -35,6 +35,7 @@ void ReportChoices(const CommandLine& line, InstallLog& log) {
 ResultCode RunOperation(Installer& installer, const CommandLine& line) {
   ResultCode result = kOperationNotAvailable;
   if (IsUninstallMode(line.mode)) result = installer.Uninstall();
+  if (IsExportMode(line.mode)) result = installer.Export(line.export_name);
   return result;
 }
 

@@ -30,8 +30,15 @@ class Installer {
   // Removes meta, data/LogDevices and data/LogNames once the Install tree
   // holds no templates: 0, or 5 with nothing deleted.
   [[nodiscard]] ResultCode Uninstall();
+  // Takes the template `name` (as the command line gives it) and its log
+  // devices out of the store, then has the library rescan the boards.
+  // 0 or the code of the failing step; meta(backup) stays after a failure.
+  [[nodiscard]] ResultCode Export(const std::string& name);
+
   // Log-device steps around the board library.
   //
+  // Adds the "PNIO" subdevice to every merged default log device of type H1.
+  void AddSubdevicePNIO();
   // Runs the library's log-device creation (its code is only logged), then
   // CreateTCPStdLogDevice, whose result it returns.
   [[nodiscard]] ResultCode CreateAllLogdevices();

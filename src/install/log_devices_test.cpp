@@ -160,6 +160,42 @@ TEST_F(LogDevicesTest, StandardDeviceWithoutAnNdiSectionStopsAtTheFirstFlag) {
   EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 14\n")) << log_text_;
 }
 
+size_t Count(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {
+  const auto device = [](const char* cp_type) {
+    return std::string("<LogDevice xmlns=\"urn:ld\"") + cp_type +
+           "><DeviceHeader/><Bindings/></LogDevice>";
+  };
+  const std::string h1 = dir_.WriteFile("files/meta/DefaultLogDevices/h1.xml",
+                                        device(" CP_TYPE=\"H1\""));
+  const struct {
+    const char* name;
+    std::string contents;
+  } untouched[] = {{"tcp.xml", device(" CP_TYPE=\"TCPIP\"")},
+                   {"lower.xml", device(" CP_TYPE=\"h1\"")},
+                   {"none.xml", device("")},
+                   {"broken.xml", "<LogDevice CP_TYPE=\"H1\""}};
+  for (const auto& file : untouched) {
+    dir_.WriteFile(std::string("files/meta/DefaultLogDevices/") + file.name, file.contents);
+  }
+  installer().AddSubdevicePNIO();
+  installer().AddSubdevicePNIO();
+  const std::string written = testing::ReadText(h1);
+  EXPECT_EQ(Count(written, "SubdevName=\"PNIO\""), 1u) << written;
+  EXPECT_EQ(Count(written, "<Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value>"), 1u) << written;
+  for (const auto& file : untouched) {
+    EXPECT_EQ(testing::ReadText(dir_.Path(std::string("files/meta/DefaultLogDevices/") + file.name)),
+              file.contents);
+  }
+  EXPECT_EQ(log_text_, ">> AddSubdevicePNIO\n<< AddSubdevicePNIO\n"
+                       ">> AddSubdevicePNIO\n<< AddSubdevicePNIO\n");
+}
+
 TEST_F(LogDevicesTest, ScanBoardsReturnsAndLogsTheLibraryCode) {
   libraries_.symbols = {{kScanSymbol, reinterpret_cast<void*>(&ReturnsSeventeen)}};
   EXPECT_EQ(installer().ScanBoards(), 17);

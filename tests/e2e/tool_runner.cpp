@@ -90,6 +90,24 @@ std::string ToolRunner::LogBody() const {
   return newline == std::string::npos ? log : log.substr(newline + 1);
 }
 
+std::string ToolRunner::UseSampleStore() {
+  const std::string store = dir_.Path("Corvane OAM");
+  std::filesystem::copy(Q9_SAMPLE_STORE, store, std::filesystem::copy_options::recursive);
+  WriteStoreRegistry(store, store);
+  return store;
+}
+
+std::map<std::string, std::string> Snapshot(const std::string& root) {
+  std::map<std::string, std::string> files;
+  if (!std::filesystem::is_directory(root)) return files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (entry.is_regular_file()) {
+      files[std::filesystem::relative(entry.path(), root).string()] = ReadText(entry.path());
+    }
+  }
+  return files;
+}
+
 std::string ToolRunner::StandardError() const { return ReadText(dir_.Path("stderr.txt")); }
 
 }  // namespace q9::testing

@@ -36,9 +36,17 @@ class ToolRunner {
   std::string DefaultFilesRoot() const;
   std::string DefaultDataRoot() const;
 
+  // A copy of the sample store as both roots, named by the registry file;
+  // returns its folder.
+  std::string UseSampleStore();
+
  private:
   TempDir dir_;
   std::map<std::string, std::string> environment_;
 };
+
+// Every file below `root` (relative path to contents), to compare a tree
+// before and after a run.
+std::map<std::string, std::string> Snapshot(const std::string& root);
 
 }  // namespace q9::testing

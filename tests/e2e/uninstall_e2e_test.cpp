@@ -71,9 +71,7 @@ namespace {
 
 TEST(UninstallSampleStoreTest, ShippedStoreStillHoldsTemplatesSoNothingIsDeleted) {
   ToolRunner runner;
-  const std::string store = runner.dir().Path("Corvane OAM");
-  std::filesystem::copy(Q9_SAMPLE_STORE, store, std::filesystem::copy_options::recursive);
-  runner.WriteStoreRegistry(store, store);
+  const std::string store = runner.UseSampleStore();
   EXPECT_EQ(runner.Run({"-u"}), 5);
   EXPECT_TRUE(std::filesystem::exists(store + "/meta/PGSP.xml"));
   EXPECT_TRUE(runner.LogBody().ends_with(">> Uninstall\nCfgImp ended with return-value: 5\n"));

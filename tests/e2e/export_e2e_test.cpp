@@ -1,0 +1,106 @@
+// Export from the command line, with the board simulator beside the program.
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "tool_runner.h"
+
+namespace q9::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kScanLine[] = "board-sim: scan found";
+
+class ExportTest : public ::testing::Test {
+ protected:
+  ExportTest() : store_(runner_.UseSampleStore()) {
+    // A merged store as Import leaves it, made by hand: Export's own steps only.
+    const auto copy = [&](const char* from, const char* to) {
+      fs::create_directories(store_ + "/" + to);
+      fs::copy(store_ + "/" + from, store_ + "/" + to, fs::copy_options::recursive);
+    };
+    copy("Install/Protocols", "meta/Protocols");
+    copy("Install/Boards", "meta/Boards");
+    copy("Install/DefaultLogdevices", "meta/DefaultLogDevices");
+    copy("Install/DefaultLogdevices", "data/LogDevices");
+  }
+
+  std::map<std::string, std::string> Store() const { return Snapshot(store_); }
+  bool BackupExists() const { return fs::exists(store_ + "/meta(backup)"); }
+
+  ToolRunner runner_;
+  std::string store_;
+};
+
+TEST_F(ExportTest, NamesAsTheCommandLineGivesThemDeleteNothingAndRescan) {
+  const auto before = Store();
+  for (const char* argument :
+       {"-e=Automation-OnlineAccess-PT-H1.xml", "e=Automation-OnlineAccess-BT-CL1613.xml",
+        "-e=Automation-OnlineAccess-LDT-Loomnet.ISO.xml", "-e=../Protocols/x",
+        "-e=/../meta/Protocols/Automation-OnlineAccess-PT-H1.xml"}) {
+    SCOPED_TRACE(argument);
+    EXPECT_EQ(runner_.Run({"-e", argument}), 0);
+    EXPECT_EQ(Store(), before);
+    EXPECT_FALSE(BackupExists());
+    EXPECT_NE(runner_.StandardError().find(kScanLine), std::string::npos);
+    const std::string value = std::string(argument).substr(std::string(argument).find('='));
+    EXPECT_NE(runner_.LogBody().find("Using Export argument: " + value + "\n"), std::string::npos);
+    EXPECT_TRUE(runner_.LogBody().ends_with(
+        ">> ScanBoards\n<< ScanBoards returns with: 0\nCfgImp ended with return-value: 0\n"))
+        << runner_.LogBody();
+  }
+}
+
+TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
+  const struct {
+    const char* what;
+    const char* remove;  // below the store
+    int exit_status;
+    const char* ending;
+  } cases[] = {
+      // No meta to back up: 8512 leaves the exit status's low byte, 64.
+      {"backup of meta impossible", "meta", 64,
+       "<< CopyDirectory returns with: 8512\nCfgImp ended with return-value: 8512\n"},
+      {"templates missing in Install", "Install/Protocols", 4,
+       "InstallTemplates are empty!!!\nCfgImp ended with return-value: 4\n"},
+  };
+  // In this order: each case keeps what the one before removed.
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    fs::remove_all(store_ + "/" + c.remove);
+    const auto before = Store();
+    EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), c.exit_status);
+    EXPECT_EQ(Store(), before);
+    EXPECT_FALSE(BackupExists());
+    EXPECT_EQ(runner_.StandardError(), "");
+    EXPECT_TRUE(runner_.LogBody().ends_with(c.ending)) << runner_.LogBody();
+  }
+}
+
+TEST_F(ExportTest, BoardLibraryFaultsAreLoggedAndLeaveTheResult) {
+  const struct {
+    const char* library;  // nullptr: the simulator
+    const char* sim_result;
+    const char* log_text;
+  } cases[] = {
+      {"/nonexistent/libq9BrdCtl64x.so", "",
+       "Error: Can't load board library: /nonexistent/libq9BrdCtl64x.so\n"
+       "<< ScanBoards returns with: 126\n"},
+      {Q9_NO_SYMBOLS_LIBRARY, "",
+       "Error: Board library " Q9_NO_SYMBOLS_LIBRARY " has no function: PGSP_ScanBL\n"
+       "<< ScanBoards returns with: 127\n"},
+      {nullptr, "-7", "<< ScanBoards returns with: -7\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.log_text);
+    runner_.environment().erase("Q9_BOARD_LIBRARY");
+    if (c.library != nullptr) runner_.environment()["Q9_BOARD_LIBRARY"] = c.library;
+    runner_.environment()["Q9_BOARD_SIM_RESULT"] = c.sim_result;
+    EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), 0);
+    EXPECT_NE(runner_.LogBody().find(c.log_text), std::string::npos) << runner_.LogBody();
+  }
+}
+
+}  // namespace
+}  // namespace q9::testing
