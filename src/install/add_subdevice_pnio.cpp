@@ -12,7 +12,7 @@ void Installer::AddSubdevicePNIO() {
   for (const std::string& name : ListFiles(folder)) {
     const std::string path = JoinPath(folder, name);
     std::string cp_type;
-    if (ReadRootAttribute(env_, path, "CP_TYPE", &cp_type) != PGSP_OK || cp_type != "H1") continue;
+    if (ReadRootAttribute(xml(), path, "CP_TYPE", &cp_type) != PGSP_OK || cp_type != "H1") continue;
     (void)WriteSubdeviceParameter(xml(), path, "PNIO", "L4DRIVER", "q9opnio64x.dll", "Parameter",
                                   0);
   }
