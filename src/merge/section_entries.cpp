@@ -184,7 +184,7 @@ ResultCode AppendLoadEntry(TemplateDocument& document, const std::string& text, 
 }
 
 // Loads `path`, runs `change` on the document and saves it when `change`
-// says it changed the tree, whatever its result.
+// says it changed the tree and succeeded.
 template <typename Change>
 ResultCode ChangeFile(XmlContext& xml, const std::string& path, Change change) {
   if (path.empty()) return PGSP_ERR_INVALID_PARAMETERS;
@@ -197,6 +197,15 @@ ResultCode ChangeFile(XmlContext& xml, const std::string& path, Change change) {
     const ResultCode saved = document.Save(xml);
     if (saved != PGSP_OK) return saved;
   }
+  return result;
+}
+
+// Runs `change` and sets `*changed` (when given) if it changed the tree.
+template <typename Change>
+ResultCode Collect(bool* changed, Change change) {
+  bool changed_here = false;
+  const ResultCode result = change(&changed_here);
+  if (changed != nullptr && changed_here) *changed = true;
   return result;
 }
 
@@ -245,10 +254,12 @@ ResultCode WriteUserInterfaceEntry(TemplateDocument& document, int32_t section_i
                                    const std::string& name, const std::string& assembly,
                                    const std::string& path_text,
                                    const std::optional<std::string>& function,
-                                   const std::optional<std::string>& resource_id) {
-  bool changed = false;
-  return UpdateOrAddUserInterfaceEntry(document, section_index, name, assembly, path_text,
-                                       function, resource_id, &changed);
+                                   const std::optional<std::string>& resource_id,
+                                   bool* changed) {
+  return Collect(changed, [&](bool* changed_here) {
+    return UpdateOrAddUserInterfaceEntry(document, section_index, name, assembly, path_text,
+                                         function, resource_id, changed_here);
+  });
 }
 
 ResultCode WriteUserInterfaceEntry(XmlContext& xml, const std::string& path,
@@ -291,9 +302,10 @@ ResultCode ReadSubdeviceParameter(XmlContext& xml, const std::string& path, int3
 
 ResultCode WriteSubdeviceParameter(TemplateDocument& document, const std::string& subdev_name,
                                    const std::string& name, const std::string& value,
-                                   const std::string& kind, int32_t append) {
-  bool changed = false;
-  return AppendSubdeviceParameter(document, subdev_name, name, value, kind, append, &changed);
+                                   const std::string& kind, int32_t append, bool* changed) {
+  return Collect(changed, [&](bool* changed_here) {
+    return AppendSubdeviceParameter(document, subdev_name, name, value, kind, append, changed_here);
+  });
 }
 
 ResultCode WriteSubdeviceParameter(XmlContext& xml, const std::string& path,
@@ -327,9 +339,10 @@ ResultCode ReadLoadEntry(XmlContext& xml, const std::string& path, int32_t entry
   });
 }
 
-ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text) {
-  bool changed = false;
-  return AppendLoadEntry(document, text, &changed);
+ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text, bool* changed) {
+  return Collect(changed, [&](bool* changed_here) {
+    return AppendLoadEntry(document, text, changed_here);
+  });
 }
 
 ResultCode AddLoadEntry(XmlContext& xml, const std::string& path, const std::string& text) {

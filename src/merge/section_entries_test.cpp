@@ -195,29 +195,22 @@ TEST_F(SectionEntriesTest, LoadAdderAppendsEvenWhatIsThere) {
 }
 
 TEST_F(SectionEntriesTest, NewElementsTakeTheNamespaceThePathNames) {
-  const std::string body = "<Load/><UserInterface/>";
-  const std::string in_protocols = dir_.WriteFile(
-      "Protocols/LogDevices/t.xml",
-      std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
-  const std::string elsewhere = dir_.WriteFile(
-      "t.xml", std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
-  for (const std::string& path : {in_protocols, elsewhere}) {
+  // "Boards" is tested before "LogDevices", and that before "Protocols"; a
+  // path naming none keeps the section's namespace.
+  const std::pair<const char*, std::string> cases[] = {
+      {"Protocols/LogDevices/t.xml", "<RelevantSection>"},
+      {"Boards/LogDevices/t.xml",
+       "<RelevantSection xmlns=\"http://www.kestrel.example/Automation/Corvane.Device.Driver/Boards\">"},
+      {"t.xml", "<RelevantSection>"},
+  };
+  for (const auto& [file, expected] : cases) {
+    const std::string path = dir_.WriteFile(
+        file, std::string("<LogDevice xmlns=\"") + kDevNs + "\"><Load/></LogDevice>");
     EXPECT_EQ(AddLoadEntry(xml_, path, "Ndi"), PGSP_OK);
+    EXPECT_NE(ReadText(path).find("<Load>" + expected + "Ndi</RelevantSection></Load>"),
+              std::string::npos)
+        << ReadText(path);
   }
-  // "LogDevices" is tested before "Protocols"; a path naming neither keeps
-  // the namespace of the section.
-  EXPECT_NE(ReadText(in_protocols).find("<Load><RelevantSection>Ndi</RelevantSection></Load>"),
-            std::string::npos);
-  EXPECT_NE(ReadText(elsewhere).find("<Load><RelevantSection>Ndi</RelevantSection></Load>"),
-            std::string::npos);
-  const std::string boards = dir_.WriteFile(
-      "Boards/LogDevices/t.xml",
-      std::string("<LogDevice xmlns=\"") + kDevNs + "\">" + body + "</LogDevice>");
-  EXPECT_EQ(AddLoadEntry(xml_, boards, "Ndi"), PGSP_OK);
-  EXPECT_NE(ReadText(boards).find("<RelevantSection xmlns=\"http://www.kestrel.example/"
-                                  "Automation/Corvane.Device.Driver/Boards\">Ndi"),
-            std::string::npos)
-      << ReadText(boards);
 }
 
 }  // namespace

@@ -1,0 +1,36 @@
+// The steps that several merges share, run on a loaded source and target.
+// They write trace records under the caller's site; the install-log lines
+// that announce them stay with the callers, whose texts differ.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+
+#include <string>
+
+#include "trace/trace.h"
+#include "xml/template_document.h"
+#include "xml/xml_context.h"
+
+namespace q9 {
+
+// Loads the source, then the target. A file that cannot be loaded is traced
+// and false returned: the merge then writes nothing.
+bool LoadMergePair(XmlContext& xml, const std::string& source_file,
+                   const std::string& target_file, TemplateDocument* source,
+                   TemplateDocument* target, const TraceSite& site);
+
+// Saves the target, atomically, when the merge changed it; a failed save is
+// traced and leaves the file as it was.
+void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, bool changed,
+                     const TraceSite& site);
+
+// For UserInterface and then UserInterface64: every source entry is written
+// into the target, "PropSheet" and "Diagnosis" with their value as function,
+// every other name with it as resource identifier, after the traces of the
+// target entries passed on the way to the one of the same name.
+// Sets `*changed` when it changed the target.
+void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target, bool* changed,
+                         const TraceSite& site);
+
+}  // namespace q9
