@@ -1,6 +1,7 @@
 #include "merge/tree_edit.h"
 
 #include "xml/dom_helpers.h"
+#include "xml/template_node.h"
 
 namespace q9 {
 namespace {

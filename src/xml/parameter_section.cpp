@@ -8,6 +8,7 @@
 #include "xml/dom_helpers.h"
 #include "xml/template_document.h"
 #include "xml/template_namespace.h"
+#include "xml/template_node.h"
 
 namespace q9 {
 namespace {
@@ -87,16 +88,19 @@ xmlNode* FindParameter(const TemplateDocument& document, std::string_view sectio
   return found;
 }
 
-void SetParameterValue(xmlNode* parameter, std::string_view value) {
+// Gives `parameter` the value `value`; false when it had it already.
+bool SetParameterValue(xmlNode* parameter, std::string_view value) {
   xmlNode* value_element = nullptr;
   for (xmlNode* child = parameter->children; child != nullptr; child = child->next) {
     if (IsElementNamed(child, "Value")) value_element = child;
   }
   if (value_element == nullptr) {
     AppendTextElement(parameter, "Value", value);
-  } else {
-    SetElementText(value_element, value);
+    return true;
   }
+  if (ElementText(value_element) == value) return false;
+  SetElementText(value_element, value);
+  return true;
 }
 
 ResultCode CreateParameter(const TemplateDocument& document, const std::string& section,
@@ -114,12 +118,61 @@ ResultCode CreateParameter(const TemplateDocument& document, const std::string& 
   xmlNode* added = AppendChildIndented(section_element, std::move(parameter));
   if (AppendTextElement(added, "Name", name) == nullptr ||
       AppendTextElement(added, "Value", value) == nullptr) {
+    RemoveNodeWithIndentation(added);  // no half-made parameter stays behind
     return kElementNotCreated;
   }
   return PGSP_OK;
 }
 
-void SaveChanged(XmlContext& xml, const TemplateDocument& document, const TraceSite& site) {
+// A checked write of one parameter value.
+struct ParameterWrite {
+  std::string section;
+  std::string element_name;
+  std::string name;
+  std::string value;
+};
+
+// The argument checks of SetSectionParameter, path aside: false for 87.
+bool PrepareSectionWrite(int32_t section_index, const std::string& name, const std::string& value,
+                         const std::string& type, ParameterWrite* write) {
+  const char* section = SectionElementName(section_index);
+  if (name.empty() || section == nullptr) return false;
+  write->section = section;
+  write->name = name;
+  return CheckParameterValue(name, type, value, &write->element_name, &write->value) == PGSP_OK;
+}
+
+// The argument checks of Q9XMLSetValue, path aside: false for 87.
+bool PrepareNamedWrite(const std::string& section, const std::string& name,
+                       const std::string& value, const std::string& type, ParameterWrite* write) {
+  if (name.empty()) return false;
+  write->section = section.empty() ? "SpareSection" : section;
+  write->name = name;
+  return CheckParameterValue(name, type, value, &write->element_name, &write->value) == PGSP_OK;
+}
+
+struct WriteOutcome {
+  ResultCode result;
+  bool created;
+};
+
+// Sets or creates the parameter and marks the document when it changed.
+WriteOutcome ApplyWrite(TemplateDocument& document, const TraceSite& site,
+                        const ParameterWrite& write) {
+  if (xmlNode* parameter = FindParameter(document, write.section, write.element_name, write.name)) {
+    if (SetParameterValue(parameter, write.value)) document.MarkModified();
+    return {PGSP_OK, false};
+  }
+  Q9_TRACE(site, trace_level::kProgress, "Parameter was not found .. Create it!");
+  const ResultCode created =
+      CreateParameter(document, write.section, write.element_name, write.name, write.value);
+  if (created != PGSP_OK) return {created, false};
+  document.MarkModified();
+  return {PGSP_OK, true};
+}
+
+void SaveIfModified(XmlContext& xml, const TemplateDocument& document, const TraceSite& site) {
+  if (!document.modified()) return;
   // The callers rely on 0 after a change; a failed save leaves the file as
   // it was and is only traced.
   const ResultCode saved = document.Save(xml);
@@ -128,27 +181,71 @@ void SaveChanged(XmlContext& xml, const TemplateDocument& document, const TraceS
   }
 }
 
-// The common part of SetSectionParameter and Q9XMLSetValue once the document
-// is loaded and the value checked.
-ResultCode SetOrCreate(XmlContext& xml, const TemplateDocument& document, const TraceSite& site,
-                       const std::string& section, const std::string& element_name,
-                       const std::string& name, const std::string& value) {
-  if (xmlNode* parameter = FindParameter(document, section, element_name, name)) {
-    SetParameterValue(parameter, value);
-    SaveChanged(xml, document, site);
-    return PGSP_OK;
-  }
-  Q9_TRACE(site, trace_level::kProgress, "Parameter was not found .. Create it!");
-  const ResultCode created = CreateParameter(document, section, element_name, name, value);
-  if (created != PGSP_OK) return created;
-  SaveChanged(xml, document, site);
-  Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
-  return PGSP_OK;
-}
-
 ResultCode Traced(const TraceSite& site, ResultCode result) {
   Q9_TRACE(site, trace_level::kResult, "<< return lRet = %d", result);
   return result;
+}
+
+// SetSectionParameter reports every result; a creation also ends with "<< PGSP_OK".
+ResultCode FinishSectionWrite(const TraceSite& site, WriteOutcome outcome) {
+  if (outcome.created) Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
+  return Traced(site, outcome.result);
+}
+
+// Q9XMLSetValue reports only failures; a creation ends with "<< PGSP_OK".
+ResultCode FinishNamedWrite(const TraceSite& site, WriteOutcome outcome) {
+  if (outcome.created) Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
+  if (outcome.result != PGSP_OK) return Traced(site, outcome.result);
+  return outcome.result;
+}
+
+// The first parameter of any kind (ignoring case) named `name` in the
+// sections named `section` (ignoring case); null when there is none.
+xmlNode* FindParameterToDelete(const TemplateDocument& document, const char* section,
+                               const std::string& name) {
+  xmlNode* found = nullptr;
+  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
+    for (xmlNode* child = element->children; child != nullptr; child = child->next) {
+      if (IsParameterKindIgnoreCase(child) && HasName(child, name)) {
+        found = child;
+        return true;
+      }
+    }
+    return false;
+  });
+  return found;
+}
+
+ResultCode DeleteFound(TemplateDocument& document, const char* section, const std::string& name) {
+  xmlNode* doomed = FindParameterToDelete(document, section, name);
+  if (doomed == nullptr) return kEntryMissing;
+  RemoveNodeWithIndentation(doomed);
+  document.MarkModified();
+  return PGSP_OK;
+}
+
+// Calls visit(parameter) for the parameters of section `section_index` in
+// the order the index walk counts them, until visit returns true.
+template <typename Visit>
+void ForEachSectionParameter(const TemplateDocument& document, int32_t section_index, Visit visit) {
+  const char* section = SectionElementName(section_index);
+  if (section == nullptr) return;
+  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
+    for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+      if (IsParameterKind(child) && visit(child)) return true;
+    }
+    return false;
+  });
+}
+
+ParameterEntry EntryOf(const xmlNode* parameter) {
+  ParameterEntry entry;
+  entry.kind = std::string(LocalName(parameter));
+  for (const xmlNode* child = parameter->children; child != nullptr; child = child->next) {
+    if (IsElementNamed(child, "Name")) entry.name = ElementText(child);
+    if (IsElementNamed(child, "Value")) entry.value = ElementText(child);
+  }
+  return entry;
 }
 
 }  // namespace
@@ -184,6 +281,31 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
                                                                 : PGSP_ERR_INVALID_PARAMETERS;
 }
 
+ResultCode GetSectionParameter(const TemplateDocument& document, int32_t section_index,
+                               int32_t parameter_index, ParameterEntry* entry) {
+  if (entry == nullptr) return PGSP_ERR_INVALID_PARAMETERS;
+  int32_t count = 0;
+  const xmlNode* found = nullptr;
+  ForEachSectionParameter(document, section_index, [&](const xmlNode* parameter) {
+    if (count++ != parameter_index) return false;
+    found = parameter;
+    return true;
+  });
+  if (found == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
+  *entry = EntryOf(found);
+  return PGSP_OK;
+}
+
+std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
+                                              int32_t section_index) {
+  std::vector<ParameterEntry> entries;
+  ForEachSectionParameter(document, section_index, [&](const xmlNode* parameter) {
+    entries.push_back(EntryOf(parameter));
+    return false;
+  });
+  return entries;
+}
+
 ResultCode GetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
                                int32_t parameter_index, std::string* name, std::string* value,
                                std::string* kind) {
@@ -191,35 +313,31 @@ ResultCode GetSectionParameter(XmlContext& xml, const std::string& path, int32_t
   if (path.empty() || name == nullptr || value == nullptr || kind == nullptr) {
     return PGSP_ERR_INVALID_PARAMETERS;
   }
-  const char* section = SectionElementName(section_index);
   const std::string file = ApplyFileNameRule(path);
   ResultCode result = CheckFileSize(xml, file);
   if (result != PGSP_OK) return result;
   TemplateDocument document;
   result = TemplateDocument::Load(xml, file, &document);
   if (result != PGSP_OK) return Traced(kSite, result);
-  if (section == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
-
-  int32_t count = 0;
-  const xmlNode* entry = nullptr;
-  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
-    for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
-      if (IsParameterKind(child) && count++ == parameter_index) {
-        entry = child;
-        return true;
-      }
-    }
-    return false;
-  });
-  if (entry == nullptr) return PGSP_ERR_NO_MORE_ITEMS;
-  name->clear();
-  value->clear();
-  *kind = std::string(LocalName(entry));
-  for (const xmlNode* child = entry->children; child != nullptr; child = child->next) {
-    if (IsElementNamed(child, "Name")) *name = ElementText(child);
-    if (IsElementNamed(child, "Value")) *value = ElementText(child);
-  }
+  ParameterEntry entry;
+  result = GetSectionParameter(document, section_index, parameter_index, &entry);
+  if (result != PGSP_OK) return result;
+  *name = std::move(entry.name);
+  *value = std::move(entry.value);
+  *kind = std::move(entry.kind);
   return PGSP_OK;
+}
+
+ResultCode SetSectionParameter(TemplateDocument& document, int32_t section_index,
+                               const std::string& name, const std::string& value,
+                               const std::string& type) {
+  constexpr TraceSite kSite{"q9xmlHelper", "SetSectionParameter: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  ParameterWrite write;
+  if (!PrepareSectionWrite(section_index, name, value, type, &write)) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  return FinishSectionWrite(kSite, ApplyWrite(document, kSite, write));
 }
 
 ResultCode SetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
@@ -227,18 +345,25 @@ ResultCode SetSectionParameter(XmlContext& xml, const std::string& path, int32_t
                                const std::string& type) {
   constexpr TraceSite kSite{"q9xmlHelper", "SetSectionParameter: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  const char* section = SectionElementName(section_index);
-  std::string element_name;
-  std::string stored_value;
-  if (path.empty() || name.empty() || section == nullptr ||
-      CheckParameterValue(name, type, value, &element_name, &stored_value) != PGSP_OK) {
+  ParameterWrite write;
+  if (path.empty() || !PrepareSectionWrite(section_index, name, value, type, &write)) {
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
   TemplateDocument document;
   const ResultCode loaded = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
-  return Traced(kSite,
-                SetOrCreate(xml, document, kSite, section, element_name, name, stored_value));
+  const WriteOutcome outcome = ApplyWrite(document, kSite, write);
+  SaveIfModified(xml, document, kSite);
+  return FinishSectionWrite(kSite, outcome);
+}
+
+ResultCode DeleteSectionParameter(TemplateDocument& document, int32_t section_index,
+                                  const std::string& name) {
+  constexpr TraceSite kSite{"q9xmlHelper", "DeleteSectionParameter: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  const char* section = SectionElementName(section_index);
+  if (name.empty() || section == nullptr) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  return Traced(kSite, DeleteFound(document, section, name));
 }
 
 ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
@@ -252,21 +377,21 @@ ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path, int3
   TemplateDocument document;
   const ResultCode loaded = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
+  const ResultCode result = DeleteFound(document, section, name);
+  SaveIfModified(xml, document, kSite);
+  return Traced(kSite, result);
+}
 
-  xmlNode* doomed = nullptr;
-  ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
-    for (xmlNode* child = element->children; child != nullptr; child = child->next) {
-      if (IsParameterKindIgnoreCase(child) && HasName(child, name)) {
-        doomed = child;
-        return true;
-      }
-    }
-    return false;
-  });
-  if (doomed == nullptr) return Traced(kSite, kEntryMissing);
-  RemoveNodeWithIndentation(doomed);
-  SaveChanged(xml, document, kSite);
-  return Traced(kSite, PGSP_OK);
+ResultCode Q9XMLSetValue(TemplateDocument& document, const std::string& section,
+                         const std::string& name, const std::string& value,
+                         const std::string& type) {
+  constexpr TraceSite kSite{"q9xmlHelper", "Q9XMLSetValue: "};
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  ParameterWrite write;
+  if (!PrepareNamedWrite(section, name, value, type, &write)) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
+  return FinishNamedWrite(kSite, ApplyWrite(document, kSite, write));
 }
 
 ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::string& section,
@@ -274,11 +399,8 @@ ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::st
                          const std::string& type) {
   constexpr TraceSite kSite{"q9xmlHelper", "Q9XMLSetValue: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (path.empty() || name.empty()) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
-  const std::string section_name = section.empty() ? "SpareSection" : section;
-  std::string element_name;
-  std::string stored_value;
-  if (CheckParameterValue(name, type, value, &element_name, &stored_value) != PGSP_OK) {
+  ParameterWrite write;
+  if (path.empty() || !PrepareNamedWrite(section, name, value, type, &write)) {
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
   const std::string file = ApplyFileNameRule(path);
@@ -286,13 +408,13 @@ ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::st
   if (size != PGSP_OK) return Traced(kSite, size);
   TemplateDocument document;
   if (TemplateDocument::Load(xml, file, &document) != PGSP_OK) {
+    // Traced at the entry level, unlike the other results of this operation.
     Q9_TRACE(kSite, trace_level::kEntry, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE");
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
-  const ResultCode result =
-      SetOrCreate(xml, document, kSite, section_name, element_name, name, stored_value);
-  if (result != PGSP_OK) return Traced(kSite, result);
-  return result;
+  const WriteOutcome outcome = ApplyWrite(document, kSite, write);
+  SaveIfModified(xml, document, kSite);
+  return FinishNamedWrite(kSite, outcome);
 }
 
 }  // namespace q9

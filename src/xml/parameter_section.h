@@ -1,6 +1,5 @@
 // Parameters inside the named sections of a template: read by index, set,
-// created and deleted by name. Every operation loads the file itself, and
-// saves it whole (atomically) over its own path only when it changed it.
+// created and deleted by name, on a loaded document or on a file.
 //
 // A parameter is an element "Parameter" (text), "ParameterInt" or
 // "ParameterBool" with the children "Name" and "Value", whose text contents
@@ -9,8 +8,10 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/result_code.h"
+#include "xml/template_document.h"
 #include "xml/xml_context.h"
 
 namespace q9 {
@@ -58,40 +59,60 @@ const char* SectionElementName(int32_t index);
 // counting the "Parameter", "ParameterInt" and "ParameterBool" children (exact
 // names) of every element whose name equals the section's ignoring case, in
 // document order, below the document element. Of several "Name" or "Value"
-// children the last counts; a missing one gives "". The file-name rule
-// applies. Returns 0 with the entry; 259 when there is no such parameter
-// (also, once the file has loaded, for a section index outside 0 to 7); 87
-// for an empty path or a null output; CheckFileSize's result when it is not
-// 0; 8508 when the file cannot be loaded.
-[[nodiscard]] ResultCode GetSectionParameter(XmlContext& xml, const std::string& path,
+// children the last counts; a missing one gives "". Returns 0 with the entry;
+// 259 when there is no such parameter (also for a section index outside 0 to
+// 7); 87 for a null `entry`.
+[[nodiscard]] ResultCode GetSectionParameter(const TemplateDocument& document,
                                              int32_t section_index, int32_t parameter_index,
-                                             std::string* name, std::string* value,
-                                             std::string* kind);
+                                             ParameterEntry* entry);
+
+// Every parameter of the section in one pass: what the index walk would yield.
+std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
+                                              int32_t section_index);
 
 // Sets the value of the parameter `name` (ignoring case) of kind `type` (see
 // CheckParameterValue) in the section elements named exactly after
 // `section_index`, or creates it in the first of them, in the namespace that
 // the section name selects (PrefixForSection), with children "Name" and
-// "Value". Returns 0 when set or created (a failed save is traced, not
-// reported); 87 for an empty path or name, a section index outside 0 to 7 or
-// a broken value rule, before the file is read; 8508 when the file cannot be
-// loaded; 14 when the document has no element of the section's name.
-[[nodiscard]] ResultCode SetSectionParameter(XmlContext& xml, const std::string& path,
-                                             int32_t section_index, const std::string& name,
-                                             const std::string& value, const std::string& type);
+// "Value". Returns 0 when set or created; 87 for an empty name, a section
+// index outside 0 to 7 or a broken value rule; 14 when the document has no
+// element of the section's name. Setting the text a value already has is no
+// change.
+[[nodiscard]] ResultCode SetSectionParameter(TemplateDocument& document, int32_t section_index,
+                                             const std::string& name, const std::string& value,
+                                             const std::string& type);
 
 // Removes the first parameter (any of the three kinds, names compared
 // ignoring case) whose "Name" text equals `name` ignoring case, searching the
-// elements named after `section_index` ignoring case. Returns 0 when removed
-// and saved; 14 when there is none; 87 for an empty path or name or a section
-// index outside 0 to 7; 8508 when the file cannot be loaded.
-[[nodiscard]] ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path,
-                                                int32_t section_index, const std::string& name);
+// elements named after `section_index` ignoring case. Returns 0 when removed;
+// 14 when there is none; 87 for an empty name or a section index outside 0
+// to 7.
+[[nodiscard]] ResultCode DeleteSectionParameter(TemplateDocument& document, int32_t section_index,
+                                                const std::string& name);
 
 // SetSectionParameter with the section given by its element name ("" means
-// "SpareSection", matched exactly) and the type "" meaning "string". Also
-// returns CheckFileSize's result when that is not 0. A section element that
-// is missing is not created: 14.
+// "SpareSection", matched exactly) and the type "" meaning "string". A
+// section element that is missing is not created: 14.
+[[nodiscard]] ResultCode Q9XMLSetValue(TemplateDocument& document, const std::string& section,
+                                       const std::string& name, const std::string& value,
+                                       const std::string& type);
+
+// The operations on the file `path` (file-name rule applied): each loads the
+// file through `xml`, applies the operation above and saves the file whole
+// (atomically) when the document was modified. A failed save is traced, not
+// reported. Beyond the results above they return 87 for an empty path, before
+// the file is read, and 8508 when the file cannot be loaded; GetSectionParameter
+// and Q9XMLSetValue return CheckFileSize's result first when it is not 0.
+// GetSectionParameter returns 87 for any null output.
+[[nodiscard]] ResultCode GetSectionParameter(XmlContext& xml, const std::string& path,
+                                             int32_t section_index, int32_t parameter_index,
+                                             std::string* name, std::string* value,
+                                             std::string* kind);
+[[nodiscard]] ResultCode SetSectionParameter(XmlContext& xml, const std::string& path,
+                                             int32_t section_index, const std::string& name,
+                                             const std::string& value, const std::string& type);
+[[nodiscard]] ResultCode DeleteSectionParameter(XmlContext& xml, const std::string& path,
+                                                int32_t section_index, const std::string& name);
 [[nodiscard]] ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path,
                                        const std::string& section, const std::string& name,
                                        const std::string& value, const std::string& type);

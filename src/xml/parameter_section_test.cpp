@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
-#include "xml/xml_test_support.h"
+#include "xml/template_version.h"
+#include "xml_test_support.h"
 
 namespace q9 {
 namespace {
@@ -51,6 +53,14 @@ TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheName) {
       "</Dev>\n");
   EXPECT_EQ(Enumerate(dir_.Path("t"), kBindings),
             "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 #259");
+  TemplateDocument held;
+  ASSERT_EQ(TemplateDocument::Load(xml_, path, &held), PGSP_OK);
+  std::string listed;
+  for (const ParameterEntry& entry : SectionParameters(held, kBindings)) {
+    listed += entry.kind + ":" + entry.name + "=" + entry.value + " ";
+  }
+  EXPECT_EQ(listed, "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 ");
+  EXPECT_TRUE(SectionParameters(held, 8).empty());
   EXPECT_EQ(Enumerate(path, kNdi), "#259");
   EXPECT_EQ(Enumerate(path, 8), "#259");
 }
@@ -205,6 +215,43 @@ TEST_F(ParameterSectionTest, OnlyTheWritersMatchTheSectionNameWithItsCase) {
   EXPECT_EQ(GetSectionParameter(xml_, path, kNdi, 0, &name, &value, &kind), PGSP_OK);
   EXPECT_EQ(value, "false");
   EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), PGSP_OK);
+}
+
+TEST_F(ParameterSectionTest, HeldDocumentsAreMarkedModifiedOnlyByAChange) {
+  const std::string path = dir_.WriteFile(
+      "t.xml",
+      "<Dev MajorVersion=\"1\" MinorVersion=\"2\"><Ndi><ParameterBool><Name>Hidden</Name>"
+      "<Value>false</Value></ParameterBool><Empty></Empty></Ndi></Dev>");
+  const std::string original = ReadText(path);
+  using Change = std::function<ResultCode(TemplateDocument&)>;
+  const std::tuple<const char*, Change, ResultCode, bool> cases[] = {
+      {"same value", [](auto& d) { return Q9XMLSetValue(d, "Ndi", "hidden", "FALSE", "bool"); },
+       PGSP_OK, false},
+      {"new value", [](auto& d) { return Q9XMLSetValue(d, "Ndi", "hidden", "true", "bool"); },
+       PGSP_OK, true},
+      {"created", [](auto& d) { return SetSectionParameter(d, kNdi, "New", "1", "int"); }, PGSP_OK,
+       true},
+      {"no section", [](auto& d) { return SetSectionParameter(d, kBindings, "A", "1", ""); },
+       kEntryMissing, false},
+      {"bad value", [](auto& d) { return Q9XMLSetValue(d, "Ndi", "hidden", "yes", "bool"); },
+       PGSP_ERR_INVALID_PARAMETERS, false},
+      {"deleted", [](auto& d) { return DeleteSectionParameter(d, kNdi, "hidden"); }, PGSP_OK, true},
+      {"none to delete", [](auto& d) { return DeleteSectionParameter(d, kNdi, "gone"); },
+       kEntryMissing, false},
+      {"same version", [](auto& d) { return SetTemplateVersion(d, "1", "2"); }, PGSP_OK, false},
+      {"new version", [](auto& d) { return SetTemplateVersion(d, "1", "3"); }, PGSP_OK, true},
+  };
+  for (const auto& [what, change, result, modified] : cases) {
+    TemplateDocument document;
+    ASSERT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_OK);
+    EXPECT_EQ(change(document), result) << what;
+    EXPECT_EQ(document.modified(), modified) << what;
+  }
+  // The file operations save only a modified document: a save would have
+  // written "<Empty/>".
+  EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "hidden", "false", "bool"), PGSP_OK);
+  EXPECT_EQ(SetTemplateVersion(xml_, path, "1", "2"), PGSP_OK);
+  EXPECT_EQ(ReadText(path), original);
 }
 
 }  // namespace

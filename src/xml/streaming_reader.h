@@ -19,13 +19,14 @@ namespace q9 {
 [[nodiscard]] ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
                                            const std::string& attribute_name, std::string* value);
 
-// Looks up one parameter the way GetSectionParameter would find it: the first
-// element named `section` ("" means "SpareSection"; exact local name, any
-// namespace), anywhere in the document, whose child "Parameter",
-// "ParameterBool" or "ParameterInt" has a child "Name" whose text equals
-// `parameter_name` ignoring ASCII case; the text of that parameter's "Value"
-// child (the last one if several; "" if none) is the result. Later sections
-// of the same name are searched too, in document order. `*value` is cleared
+// Looks up one parameter: in the elements named `section` ("" means
+// "SpareSection"; exact local name, any namespace), anywhere in the document
+// and in document order, the first child "Parameter", "ParameterBool" or
+// "ParameterInt" that has a child "Name" whose text equals `parameter_name`
+// ignoring ASCII case and has a "Value" child; the text of its first "Value"
+// child is the result. A parameter of that name without a "Value" child does
+// not match and the search goes on (unlike GetSectionParameter, which reads
+// the last "Value" and gives "" for none). `*value` is cleared
 // first. Returns 0 with the value; 87 when the path or the name is empty or
 // `value` is null; 8508 when the file cannot be read; 8513 when nothing
 // matches before the document ends or before the reader hits malformed text

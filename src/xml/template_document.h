@@ -1,6 +1,5 @@
-// One template file loaded as a libxml2 document, and the operations on whole
-// template files: the size check, node creation for the section merges and the
-// version stamp.
+// One template file loaded as a libxml2 document, and the size check that
+// every whole-document load of a template makes first.
 #pragma once
 
 #include <string>
@@ -17,7 +16,8 @@ inline constexpr uint64_t kMaxTemplateFileSize = 10'000'000;
 
 // A template file in memory. It remembers how the file began (XML declaration
 // or not, UTF-8 byte-order mark, CRLF line ends) so that Save writes back the
-// same bytes for the parts nobody changed. Not copyable; one per call.
+// same bytes for the parts nobody changed. Not copyable. A caller that holds
+// a document across several changes saves it once, when modified().
 class TemplateDocument {
  public:
   TemplateDocument() = default;
@@ -38,6 +38,11 @@ class TemplateDocument {
   [[nodiscard]] ResultCode Save(XmlContext& xml) const;
 
   bool loaded() const { return doc_ != nullptr; }
+  // True once a change was made to the tree since it was loaded. Every
+  // operation of the layer that changes a document marks it; code that edits
+  // the tree itself calls MarkModified().
+  bool modified() const { return modified_; }
+  void MarkModified() { modified_ = true; }
   xmlDoc* doc() const { return doc_.get(); }
   // The document element; never null for a loaded document.
   xmlNode* root() const { return xmlDocGetRootElement(doc_.get()); }
@@ -49,6 +54,7 @@ class TemplateDocument {
   bool had_declaration_ = false;
   bool had_bom_ = false;
   bool had_crlf_ = false;
+  bool modified_ = false;
 };
 
 // Applies the file-name rule to `path` and checks the file: 0 when it exists
@@ -56,38 +62,5 @@ class TemplateDocument {
 // its attributes cannot be read (traced at level 128); 8508 when it is larger
 // (traced as a warning at level 16).
 [[nodiscard]] ResultCode CheckFileSize(XmlContext& xml, const std::string& path);
-
-// DOM node types that CreateTemplateNode accepts.
-enum TemplateNodeType : int32_t {
-  kElementNode = 1,
-  kTextNode = 3,
-  kCDataNode = 4,
-  kProcessingInstructionNode = 7,
-  kCommentNode = 8,
-};
-
-// Creates a node of `node_type` owned by `document` but not inserted anywhere.
-// An element is put in the namespace that `namespace_prefix` selects
-// (NamespaceForPrefix; no namespace for an unknown prefix); the prefix only
-// selects, it is not written into the name. A name "p:Local" keeps the prefix
-// p for that namespace. The element carries its own namespace declaration
-// unless the document element has that namespace in scope under the same
-// prefix, so it saves and re-reads in its namespace wherever it is inserted
-// (below an element that redeclares the prefix, declare it yourself). The name
-// of a processing instruction is its target; text, CDATA and comment nodes are
-// created empty. `name` may be null (an empty name). Returns null when
-// `document` is null or not loaded, for any other type (attributes are set on
-// their element with xmlSetProp), or when the name is not a valid XML name.
-XmlNodePtr CreateTemplateNode(int32_t node_type, const char* name,
-                              const std::string& namespace_prefix,
-                              const TemplateDocument* document);
-
-// Applies the file-name rule and writes `major` and `minor` into the root
-// element's attributes named "MajorVersion" and "MinorVersion" (names compared
-// ignoring case). Returns 0 when at least one was there (the file is saved
-// once), 87 when an argument is empty, 8508 when the file cannot be loaded,
-// 8040 when the root carries neither (the file is not touched).
-[[nodiscard]] ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path,
-                                            const std::string& major, const std::string& minor);
 
 }  // namespace q9

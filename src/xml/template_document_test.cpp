@@ -8,7 +8,9 @@
 #include "fault_injection_file_system.h"
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
-#include "xml/xml_test_support.h"
+#include "xml/template_node.h"
+#include "xml/template_version.h"
+#include "xml_test_support.h"
 
 namespace q9 {
 namespace {

@@ -1,4 +1,5 @@
-#include "xml/template_document.h"
+#include "xml/template_node.h"
+
 #include "xml/template_namespace.h"
 
 namespace q9 {

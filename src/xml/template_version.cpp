@@ -1,25 +1,23 @@
+#include "xml/template_version.h"
+
 #include "platform/path.h"
 #include "trace/trace.h"
-#include "xml/template_document.h"
 #include "xml/template_namespace.h"
 
 namespace q9 {
+namespace {
 
-ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path, const std::string& major,
-                              const std::string& minor) {
-  constexpr TraceSite kSite{"q9xmlHelper", "SetTemplateVersion: "};
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (path.empty() || major.empty() || minor.empty()) {
-    Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", PGSP_ERR_INVALID_PARAMETERS);
-    return PGSP_ERR_INVALID_PARAMETERS;
-  }
-  TemplateDocument document;
-  ResultCode result = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
-  if (result != PGSP_OK) {
-    Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
-    return result;
-  }
-  bool changed = false;
+constexpr TraceSite kSite{"q9xmlHelper", "SetTemplateVersion: "};
+
+ResultCode Traced(ResultCode result) {
+  Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
+  return result;
+}
+
+// Stamps the root element; the arguments are checked.
+ResultCode StampVersion(TemplateDocument& document, const std::string& major,
+                        const std::string& minor) {
+  bool found = false;
   xmlNode* root = document.root();
   for (xmlAttr* attribute = root->properties; attribute != nullptr; attribute = attribute->next) {
     // The whole name counts: "x:MajorVersion" is another attribute.
@@ -29,19 +27,41 @@ ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path, const st
                               : EqualsIgnoreCase(name, "MinorVersion") ? &minor
                                                                        : nullptr;
     if (text == nullptr) continue;
+    found = true;
+    XmlCharPtr current(xmlGetNoNsProp(root, attribute->name));
+    if (current != nullptr && FromXml(current.get()) == *text) continue;
     // xmlSetNsProp stores the text literally (no entity parsing).
     xmlSetNsProp(root, attribute->ns, attribute->name, ToXml(text->c_str()));
-    changed = true;
+    document.MarkModified();
   }
-  result = kNoVersionAttribute;
-  if (changed) {
+  return found ? PGSP_OK : kNoVersionAttribute;
+}
+
+}  // namespace
+
+ResultCode SetTemplateVersion(TemplateDocument& document, const std::string& major,
+                              const std::string& minor) {
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (major.empty() || minor.empty()) return Traced(PGSP_ERR_INVALID_PARAMETERS);
+  return Traced(StampVersion(document, major, minor));
+}
+
+ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path, const std::string& major,
+                              const std::string& minor) {
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  if (path.empty() || major.empty() || minor.empty()) {
+    return Traced(PGSP_ERR_INVALID_PARAMETERS);
+  }
+  TemplateDocument document;
+  const ResultCode loaded = TemplateDocument::Load(xml, ApplyFileNameRule(path), &document);
+  if (loaded != PGSP_OK) return Traced(loaded);
+  const ResultCode result = StampVersion(document, major, minor);
+  if (document.modified()) {
     // A failed save is traced but, like every writer of the layer, not reported.
     const ResultCode saved = document.Save(xml);
     if (saved != PGSP_OK) Q9_TRACE(kSite, trace_level::kProgress, "saving failed: %d", saved);
-    result = PGSP_OK;
   }
-  Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
-  return result;
+  return Traced(result);
 }
 
 }  // namespace q9

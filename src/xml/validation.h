@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/result_code.h"
+#include "xml/template_document.h"
 #include "xml/xml_context.h"
 
 namespace q9 {
@@ -12,7 +13,8 @@ namespace q9 {
 // Validates the file `xml_path` (file-name rule applied) against the schema
 // file `schema_folder` + separator + `schema_name` + ".xsd". The namespace the
 // schema must describe is chosen by `schema_name` alone
-// (NamespaceForSchemaName), never by looking into the file.
+// (NamespaceForSchemaName), never by looking into the file. The schema is
+// read and compiled at its first use in the run and kept in `xml`.
 //
 // Checks, in this order, and returns the first that fails:
 //   87   an argument is empty;
@@ -28,5 +30,11 @@ namespace q9 {
 [[nodiscard]] ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
                                       const std::string& schema_folder,
                                       const std::string& schema_name);
+
+// ValidateFile on a document already loaded: the same checks, results and
+// traces, without reading its file again (87 also for a document not loaded).
+[[nodiscard]] ResultCode ValidateDocument(XmlContext& xml, const TemplateDocument& document,
+                                          const std::string& schema_folder,
+                                          const std::string& schema_name);
 
 }  // namespace q9

@@ -5,7 +5,7 @@
 #include "fault_injection_file_system.h"
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
-#include "xml/xml_test_support.h"
+#include "xml_test_support.h"
 
 namespace q9 {
 namespace {
@@ -38,7 +38,8 @@ class ValidateFileTest : public ::testing::Test {
   ResultCode Validate(const std::string& schema_name, const std::string& schema,
                       const std::string& xml) {
     dir_.WriteFile("Corvane OAM/Schemes/" + schema_name + ".xsd", schema);
-    return ValidateFile(xml_, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
+    XmlContext run(env_);  // a run of its own: the schema it keeps is this one
+    return ValidateFile(run, dir_.WriteFile("t.xml", xml), Schemes(), schema_name);
   }
   std::string Schemes() const { return dir_.Path("Corvane OAM/Schemes"); }
   Env& env_ = Env::Default();
@@ -138,16 +139,44 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
   testing::FaultInjectionFileSystem files(env_.files());
   Env env = testing::EnvWithFileSystem(files);
-  XmlContext xml(env);
   const auto validate = [&](const char* location) {
+    XmlContext xml(env);
     dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd",
                    Schema(ns, std::string("<xs:include schemaLocation=\"") + location + "\"/>\n"));
     return ValidateFile(xml, dir_.WriteFile("t.xml", Template(ns)), Schemes(), "Protocols.Schema");
   };
+  const std::string schema = dir_.Path("Corvane OAM/Schemes/Protocols.Schema.xsd");
+  const std::string file = dir_.Path("t.xml");
   EXPECT_EQ(validate("Types.xsd"), PGSP_OK);
-  EXPECT_EQ(files.reads().back(), dir_.Path("Corvane OAM/Schemes/Types.xsd"));
+  EXPECT_EQ(files.reads(),
+            (std::vector<std::string>{schema, dir_.Path("Corvane OAM/Schemes/Types.xsd"), file}));
   EXPECT_EQ(validate("../Outside.xsd"), kInvalidAgainstSchema);  // the include is refused
-  EXPECT_EQ(files.reads().back(), dir_.Path("t.xml"));  // Outside.xsd was never read
+  EXPECT_EQ(files.reads().size(), 5u);                           // Outside.xsd was never read
+  EXPECT_EQ(files.reads().back(), file);
+}
+
+TEST_F(ValidateFileTest, ARunReadsEachSchemaOnceAndValidatesHeldDocuments) {
+  const std::string ns = NamespaceForPrefix("pro");
+  const std::string schema = dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
+  const std::string valid = dir_.WriteFile("t.xml", Template(ns));
+  const std::string invalid = dir_.WriteFile("bad.xml", Template(ns, "<Other/>"));
+  testing::FaultInjectionFileSystem files(env_.files());
+  Env env = testing::EnvWithFileSystem(files);
+  XmlContext run(env);
+  EXPECT_EQ(ValidateFile(run, valid, Schemes(), "Protocols.Schema"), PGSP_OK);
+  // Changed on disk during the run: the run keeps the schema it compiled.
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(NamespaceForPrefix("brd")));
+  EXPECT_EQ(ValidateFile(run, invalid, Schemes(), "Protocols.Schema"), kInvalidAgainstSchema);
+  EXPECT_EQ(ValidateFile(run, valid, Schemes(), "Protocols.Schema"), PGSP_OK);
+  TemplateDocument held;
+  ASSERT_EQ(TemplateDocument::Load(run, invalid, &held), PGSP_OK);
+  testing::ClearTraces();
+  EXPECT_EQ(ValidateDocument(run, held, Schemes(), "Protocols.Schema"), kInvalidAgainstSchema);
+  EXPECT_TRUE(HasTrace(kLabel, 64, "Validating XML file: " + invalid));
+  EXPECT_EQ(files.reads(), (std::vector<std::string>{schema, valid, invalid, valid, invalid}));
+
+  XmlContext next_run(env);
+  EXPECT_EQ(ValidateFile(next_run, valid, Schemes(), "Protocols.Schema"), kInvalidAgainstSchema);
 }
 
 }  // namespace

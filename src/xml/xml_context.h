@@ -5,21 +5,29 @@
 // on one thread.
 #pragma once
 
+#include <memory>
+
 #include "platform/env.h"
 
 namespace q9 {
 
+class SchemaCache;
+
 class XmlContext {
  public:
-  explicit XmlContext(Env& env) : env_(env) {}
+  explicit XmlContext(Env& env);
+  ~XmlContext();
   XmlContext(const XmlContext&) = delete;
   XmlContext& operator=(const XmlContext&) = delete;
 
   // Every template is read and written through this Env.
   Env& env() const { return env_; }
+  // The schemas compiled in this run; ValidateFile fills it.
+  SchemaCache& schemas() const { return *schemas_; }
 
  private:
   Env& env_;
+  std::unique_ptr<SchemaCache> schemas_;
 };
 
 }  // namespace q9

@@ -1,7 +1,6 @@
-#include "xml/xml_test_support.h"
+#include "xml_test_support.h"
 
 #include <filesystem>
-
 
 namespace q9::testing {
 namespace {
