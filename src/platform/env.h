@@ -116,6 +116,10 @@ class FileSystem {
   // Opens a file for plain writing (logs, trace files), creating it.
   [[nodiscard]] virtual OsError OpenWritable(const std::string& path, OpenMode mode,
                                              std::unique_ptr<WritableFile>* file) = 0;
+  // Forgets whatever an implementation keeps of earlier answers; called after
+  // code outside the program (the board-control library) may have changed
+  // files. Implementations that keep nothing ignore it.
+  virtual void DiscardCache() {}
 };
 
 enum class RegistryType : uint32_t {

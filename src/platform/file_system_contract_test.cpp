@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fault_injection_file_system.h"
+#include "platform/caching_file_system.h"
 #include "platform/posix/file_system_posix.h"
 #include "temp_dir.h"
 
@@ -226,17 +227,16 @@ INSTANTIATE_TEST_SUITE_P(
                        [](FileSystem&) -> std::unique_ptr<FileSystem> {
                          return std::make_unique<PosixFileSystem>();
                        }},
-        // With no fault set the wrapper must be indistinguishable from what it wraps.
-        Implementation{"FaultInjectionWithoutFault",
-                       [](FileSystem& real) -> std::unique_ptr<FileSystem> {
-                         return std::make_unique<FaultInjectionFileSystem>(real);
-                       }},
         // A fault point far beyond any test's operations.
         Implementation{"FaultInjectionBeforeItsFault",
                        [](FileSystem& real) -> std::unique_ptr<FileSystem> {
                          auto files = std::make_unique<FaultInjectionFileSystem>(real);
                          files->FailFrom(1000, os_error::kDiskFull);
                          return files;
+                       }},
+        Implementation{"Caching",
+                       [](FileSystem& real) -> std::unique_ptr<FileSystem> {
+                         return std::make_unique<CachingFileSystem>(real);
                        }}),
     [](const ::testing::TestParamInfo<Implementation>& info) { return info.param.name; });
 

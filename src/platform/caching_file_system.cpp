@@ -1,0 +1,269 @@
+#include "platform/caching_file_system.h"
+
+#include "platform/path.h"
+
+namespace q9 {
+
+// Why the keys are right. The file systems below resolve a path component
+// that does not exist as spelled to an entry equal to it ignoring ASCII case.
+// So two spellings can only name one entry when they are equal after ASCII
+// folding, and a change can only alter the answer for spellings that fold to
+// the changed path, to a path below it, or (for entries made or removed) to
+// its folder. Answers are kept per exact spelling, because "A" and "a" may
+// both exist and then each names itself, and they are dropped by folded key,
+// which reaches every spelling at once. Lexical folding only holds for paths
+// without "." or ".." components or doubled separators, and relative paths
+// depend on the working folder: such paths are passed through unkept, and a
+// change through one drops everything. A folder reached through a symbolic
+// link is a second name the keys cannot see; the store is walked without
+// following links and addressed from one root, and DiscardCache serves code
+// that changes files some other way.
+namespace {
+
+// Failures that follow from the tree itself (missing, a folder where a file
+// is wanted or the reverse, a name too long) are as stable as answers; the
+// others (device, sharing, resources) are asked again every time.
+bool Keepable(OsError error) {
+  switch (error) {
+    case os_error::kSuccess:
+    case os_error::kFileNotFound:
+    case os_error::kPathNotFound:
+    case os_error::kAccessDenied:
+    case os_error::kDirectory:
+    case os_error::kFilenameTooLong:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool IsAbsolute(std::string_view path) {
+  return (!path.empty() && path.front() == kPathSeparator) ||
+         (path.size() > 2 && path[1] == ':' && path[2] == kPathSeparator);
+}
+
+// `path` folded to ASCII upper case without trailing separators, or nothing
+// when the path is not one the cache keeps (see above).
+std::optional<std::string> FoldedKey(std::string_view path) {
+  if (!IsAbsolute(path)) return std::nullopt;
+  while (path.size() > 1 && path.back() == kPathSeparator) path.remove_suffix(1);
+  std::string key;
+  key.reserve(path.size());
+  size_t start = path.find(kPathSeparator) + 1;
+  key.append(path.substr(0, start));
+  while (start < path.size()) {
+    size_t end = path.find(kPathSeparator, start);
+    if (end == std::string_view::npos) end = path.size();
+    const std::string_view component = path.substr(start, end - start);
+    if (component.empty() || component == "." || component == "..") return std::nullopt;
+    for (const char c : component) key += (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+    if (end < path.size()) key += kPathSeparator;
+    start = end + 1;
+  }
+  return key;
+}
+
+uint64_t Size(const std::vector<DirEntry>& entries) {
+  uint64_t size = 0;
+  for (const DirEntry& entry : entries) size += sizeof entry + entry.name.size();
+  return size;
+}
+
+}  // namespace
+
+// Drops what the file kept on every write, so a read after an append (or the
+// close that flushes it) goes to the disk again.
+class CachingWritableFile final : public WritableFile {
+ public:
+  CachingWritableFile(CachingFileSystem& owner, std::string path,
+                      std::unique_ptr<WritableFile> base)
+      : owner_(owner), path_(std::move(path)), base_(std::move(base)) {}
+  ~CachingWritableFile() override {
+    base_.reset();
+    owner_.Forget(path_, false);
+  }
+
+  OsError Append(std::string_view data) override { return Changed(base_->Append(data)); }
+  OsError Flush() override { return Changed(base_->Flush()); }
+  OsError Close() override { return Changed(base_->Close()); }
+
+ private:
+  OsError Changed(OsError error) {
+    owner_.Forget(path_, false);
+    return error;
+  }
+
+  CachingFileSystem& owner_;
+  std::string path_;
+  std::unique_ptr<WritableFile> base_;
+};
+
+// Reads hold the lock across the call below, so an answer is stored before
+// any later change can forget it; changes run unlocked and forget afterwards,
+// which also drops what a read saw half-way through them.
+
+OsError CachingFileSystem::ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) {
+  std::lock_guard lock(mutex_);
+  Kept* kept = Find(dir);
+  if (kept != nullptr && kept->listing) {
+    *entries = kept->listing->value;
+    return kept->listing->error;
+  }
+  const OsError error = base_.ListDirectory(dir, entries);
+  if (kept != nullptr && Keepable(error)) {
+    kept->listing = Answer<std::vector<DirEntry>>{error, *entries};
+    Charge(Size(*entries));
+  }
+  return error;
+}
+
+OsError CachingFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
+  std::lock_guard lock(mutex_);
+  Kept* kept = Find(path);
+  if (kept != nullptr && kept->info) {
+    if (kept->info->error == os_error::kSuccess) *info = kept->info->value;
+    return kept->info->error;
+  }
+  const OsError error = base_.GetFileInfo(path, info);
+  if (kept != nullptr && Keepable(error)) {
+    kept->info = Answer<FileInfo>{error, error == os_error::kSuccess ? *info : FileInfo{}};
+    Charge(sizeof(FileInfo));
+  }
+  return error;
+}
+
+OsError CachingFileSystem::ReadFile(const std::string& path, std::string* contents) {
+  std::lock_guard lock(mutex_);
+  Kept* kept = Find(path);
+  if (kept != nullptr && kept->contents) {
+    *contents = kept->contents->value;
+    return kept->contents->error;
+  }
+  const OsError error = base_.ReadFile(path, contents);
+  if (kept != nullptr && Keepable(error) && contents->size() <= kLargestKeptFile) {
+    kept->contents = Answer<std::string>{error, *contents};
+    Charge(contents->size());
+  }
+  return error;
+}
+
+OsError CachingFileSystem::OpenSequential(const std::string& path,
+                                          std::unique_ptr<SequentialFile>* file) {
+  {
+    std::lock_guard lock(mutex_);
+    const Kept* kept = Find(path);
+    if (kept != nullptr && kept->contents) {
+      if (kept->contents->error == os_error::kSuccess) {
+        *file = std::make_unique<MemorySequentialFile>(kept->contents->value);
+      }
+      return kept->contents->error;
+    }
+  }
+  // A reader that stops early should not pay for the whole file, so a
+  // stream is not kept.
+  return base_.OpenSequential(path, file);
+}
+
+OsError CachingFileSystem::SetReadOnly(const std::string& path, bool read_only) {
+  const OsError error = base_.SetReadOnly(path, read_only);
+  // The folder's listing does not show the flag; keeping it lets a walk by
+  // index clear flags file by file without listing the folder again.
+  Forget(path, false);
+  return error;
+}
+
+OsError CachingFileSystem::CreateDirectory(const std::string& path) {
+  const OsError error = base_.CreateDirectory(path);
+  Forget(path, true);
+  return error;
+}
+
+OsError CachingFileSystem::DeleteFile(const std::string& path) {
+  const OsError error = base_.DeleteFile(path);
+  Forget(path, true);
+  return error;
+}
+
+OsError CachingFileSystem::CopyFile(const std::string& from, const std::string& to,
+                                    bool overwrite) {
+  const OsError error = base_.CopyFile(from, to, overwrite);
+  Forget(to, true);
+  return error;
+}
+
+OsError CachingFileSystem::CopyTree(const std::string& from, const std::string& to) {
+  const OsError error = base_.CopyTree(from, to);
+  Forget(to, true);
+  return error;
+}
+
+OsError CachingFileSystem::DeleteTree(const std::string& path) {
+  const OsError error = base_.DeleteTree(path);
+  Forget(path, true);
+  return error;
+}
+
+OsError CachingFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {
+  const OsError error = base_.WriteFileAtomic(path, contents);
+  Forget(path, true);
+  return error;
+}
+
+OsError CachingFileSystem::OpenWritable(const std::string& path, OpenMode mode,
+                                        std::unique_ptr<WritableFile>* file) {
+  file->reset();
+  std::unique_ptr<WritableFile> base_file;
+  const OsError error = base_.OpenWritable(path, mode, &base_file);
+  Forget(path, true);
+  if (error == os_error::kSuccess) {
+    *file = std::make_unique<CachingWritableFile>(*this, path, std::move(base_file));
+  }
+  return error;
+}
+
+void CachingFileSystem::DiscardCache() {
+  std::lock_guard lock(mutex_);
+  DropAllLocked();
+}
+
+void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
+  std::lock_guard lock(mutex_);
+  const std::optional<std::string> key = FoldedKey(path);
+  if (!key || *key == std::string(1, kPathSeparator)) {
+    DropAllLocked();
+    return;
+  }
+  kept_.erase(*key);
+  const std::string below = *key + kPathSeparator;
+  auto it = kept_.lower_bound(below);
+  while (it != kept_.end() && it->first.starts_with(below)) it = kept_.erase(it);
+  if (parent_too) {
+    std::string parent(ParentPath(*key));
+    if (parent.empty()) parent = std::string(1, kPathSeparator);
+    kept_.erase(parent);
+  }
+}
+
+CachingFileSystem::Kept* CachingFileSystem::Find(const std::string& path) {
+  const std::optional<std::string> key = FoldedKey(path);
+  if (!key) return nullptr;
+  if (const auto found = kept_.find(*key); found != kept_.end()) {
+    for (Kept& kept : found->second) {
+      if (kept.spelling == path) return &kept;
+    }
+  }
+  Charge(sizeof(Kept) + key->size() + path.size());
+  return &kept_[*key].emplace_back(Kept{path, {}, {}, {}});
+}
+
+void CachingFileSystem::Charge(uint64_t bytes) {
+  charged_ += bytes;
+  if (charged_ > budget_) DropAllLocked();
+}
+
+void CachingFileSystem::DropAllLocked() {
+  kept_.clear();
+  charged_ = 0;
+}
+
+}  // namespace q9

@@ -1,0 +1,84 @@
+// A FileSystem that wraps another one and keeps what it read (listings, file
+// information, file bytes) until a change made through it touches them, so a
+// run that walks a folder by index or reads a template many times asks the
+// disk once.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/env.h"
+
+namespace q9 {
+
+// Every answer equals what the wrapped file system would give at that moment,
+// provided nothing but this object changes the files (call DiscardCache after
+// code that writes behind its back). Files it returns must not outlive it.
+// Safe to use from several threads.
+class CachingFileSystem final : public FileSystem {
+ public:
+  // Bytes of larger files are not kept (the template size limit).
+  static constexpr uint64_t kLargestKeptFile = 10'000'000;
+  // What it keeps in all, roughly; past it everything is dropped.
+  static constexpr uint64_t kDefaultBudget = 256ull << 20;
+
+  explicit CachingFileSystem(FileSystem& base, uint64_t budget = kDefaultBudget)
+      : base_(base), budget_(budget) {}
+
+  OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
+  OsError GetFileInfo(const std::string& path, FileInfo* info) override;
+  OsError SetReadOnly(const std::string& path, bool read_only) override;
+  OsError CreateDirectory(const std::string& path) override;
+  OsError DeleteFile(const std::string& path) override;
+  OsError CopyFile(const std::string& from, const std::string& to, bool overwrite) override;
+  OsError CopyTree(const std::string& from, const std::string& to) override;
+  OsError DeleteTree(const std::string& path) override;
+  OsError ReadFile(const std::string& path, std::string* contents) override;
+  OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
+  OsError OpenSequential(const std::string& path, std::unique_ptr<SequentialFile>* file) override;
+  OsError OpenWritable(const std::string& path, OpenMode mode,
+                       std::unique_ptr<WritableFile>* file) override;
+  void DiscardCache() override;
+
+ private:
+  friend class CachingWritableFile;
+
+  template <typename T>
+  struct Answer {
+    OsError error = 0;
+    T value{};
+  };
+  // What was read through one spelling of a path.
+  struct Kept {
+    std::string spelling;
+    std::optional<Answer<std::vector<DirEntry>>> listing;
+    std::optional<Answer<FileInfo>> info;
+    std::optional<Answer<std::string>> contents;
+  };
+  using Bucket = std::vector<Kept>;
+
+  // Drops what `path` and everything below it kept; with `parent_too` also
+  // the folder that holds it, whose listing and time the change alters.
+  void Forget(const std::string& path, bool parent_too);
+  // The entry kept for `path`, created when missing; nullptr when the path
+  // is one the cache does not keep. Valid until the next Find or Charge.
+  Kept* Find(const std::string& path);
+  // Counts `bytes` against the budget; over it, everything goes.
+  void Charge(uint64_t bytes);
+  void DropAllLocked();
+
+  FileSystem& base_;
+  const uint64_t budget_;
+  std::mutex mutex_;
+  // Keyed by the path folded to ASCII upper case: every spelling that can
+  // name one entry shares a key, and a folder's subtree is one key range.
+  std::map<std::string, Bucket> kept_;
+  uint64_t charged_ = 0;
+};
+
+}  // namespace q9
