@@ -38,9 +38,8 @@ bool LoadMergePair(XmlContext& xml, const std::string& source_file,
   return true;
 }
 
-void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, bool changed,
-                     const TraceSite& site) {
-  if (!changed) return;
+void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const TraceSite& site) {
+  if (!target.modified()) return;
   const ResultCode saved = target.Save(xml);
   if (saved != PGSP_OK) {
     Q9_TRACE(site, trace_level::kProgress, "Error: saving %s failed (%d)", target.path().c_str(),
@@ -48,7 +47,7 @@ void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, bool chang
   }
 }
 
-void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target, bool* changed,
+void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target,
                          const TraceSite& site) {
   for (int32_t section : {kUserInterfaceSection, kUserInterface64Section}) {
     const std::vector<UserInterfaceEntry> from = UserInterfaceEntries(source, section);
@@ -69,7 +68,7 @@ void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& targe
       const std::optional<std::string> value = entry.value;
       (void)WriteUserInterfaceEntry(target, section, entry.name, entry.assembly, entry.path,
                                     as_function ? value : std::nullopt,
-                                    as_function ? std::nullopt : value, changed);
+                                    as_function ? std::nullopt : value);
     }
   }
 }

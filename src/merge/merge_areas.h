@@ -20,17 +20,15 @@ bool LoadMergePair(XmlContext& xml, const std::string& source_file,
                    const std::string& target_file, TemplateDocument* source,
                    TemplateDocument* target, const TraceSite& site);
 
-// Saves the target, atomically, when the merge changed it; a failed save is
+// Saves the target, atomically, when the merge modified it; a failed save is
 // traced and leaves the file as it was.
-void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, bool changed,
-                     const TraceSite& site);
+void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const TraceSite& site);
 
 // For UserInterface and then UserInterface64: every source entry is written
 // into the target, "PropSheet" and "Diagnosis" with their value as function,
 // every other name with it as resource identifier, after the traces of the
 // target entries passed on the way to the one of the same name.
-// Sets `*changed` when it changed the target.
-void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target, bool* changed,
+void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target,
                          const TraceSite& site);
 
 }  // namespace q9

@@ -143,8 +143,9 @@ void MergeProtocols(XmlContext& xml, InstallLog& log, const std::string& source_
     AddMissingValues(source, target, &changed);
     AddMissingUserParams(source, target, &changed);
     log.Write("Merge Parameters from:  <UserInterface>");
-    MergeUserInterfaces(source, target, &changed, kSite);
-    SaveMergeTarget(xml, target, changed, kSite);
+    if (changed) target.MarkModified();
+    MergeUserInterfaces(source, target, kSite);
+    SaveMergeTarget(xml, target, kSite);
   }
   log.Write("<< MergeProtocols");
   Q9_TRACE(kSite, trace_level::kResult, "<< End");

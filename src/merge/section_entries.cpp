@@ -86,14 +86,13 @@ bool AllXmlText(std::initializer_list<std::string_view> texts) {
   return true;
 }
 
-// The writers' cores. `changed` tells whether the document needs saving.
-ResultCode UpdateOrAddUserInterfaceEntry(TemplateDocument& document, int32_t section_index,
-                                         const std::string& name, const std::string& assembly,
-                                         const std::string& path_text,
-                                         const std::optional<std::string>& function,
-                                         const std::optional<std::string>& resource_id,
-                                         bool* changed) {
-  *changed = false;
+}  // namespace
+
+ResultCode WriteUserInterfaceEntry(TemplateDocument& document, int32_t section_index,
+                                   const std::string& name, const std::string& assembly,
+                                   const std::string& path_text,
+                                   const std::optional<std::string>& function,
+                                   const std::optional<std::string>& resource_id) {
   if (!AllXmlText({name, assembly, path_text, function.value_or(""), resource_id.value_or("")})) {
     return PGSP_ERR_INVALID_PARAMETERS;
   }
@@ -108,7 +107,7 @@ ResultCode UpdateOrAddUserInterfaceEntry(TemplateDocument& document, int32_t sec
     const auto replace = [&](xmlNode* child, const std::string& text) {
       if (ElementText(child) == text) return;
       SetElementText(child, text);
-      *changed = true;
+      document.MarkModified();
     };
     for (xmlNode* child = entry->children; child != nullptr; child = child->next) {
       if (IsElementNamed(child, "Assembly") && (is_link || !assembly.empty())) {
@@ -127,7 +126,7 @@ ResultCode UpdateOrAddUserInterfaceEntry(TemplateDocument& document, int32_t sec
 
   xmlNode* entry = AddElement(document, section, kind);
   if (entry == nullptr) return kElementNotCreated;
-  *changed = true;
+  document.MarkModified();
   AppendTextElement(entry, "Name", name);
   AppendTextElement(entry, "Assembly", assembly);
   AppendTextElement(entry, "Path", path_text);
@@ -138,10 +137,9 @@ ResultCode UpdateOrAddUserInterfaceEntry(TemplateDocument& document, int32_t sec
   return PGSP_OK;
 }
 
-ResultCode AppendSubdeviceParameter(TemplateDocument& document, const std::string& subdev_name,
-                                    const std::string& name, const std::string& value,
-                                    const std::string& kind, int32_t append, bool* changed) {
-  *changed = false;
+ResultCode WriteSubdeviceParameter(TemplateDocument& document, const std::string& subdev_name,
+                                   const std::string& name, const std::string& value,
+                                   const std::string& kind, int32_t append) {
   if (!AllXmlText({subdev_name, name, value})) return PGSP_ERR_INVALID_PARAMETERS;
   // Refused before anything is created, so a failed write changes nothing.
   if (xmlValidateNCName(ToXml(kind.c_str()), 0) != 0) return kElementNotCreated;
@@ -161,51 +159,42 @@ ResultCode AppendSubdeviceParameter(TemplateDocument& document, const std::strin
     xmlSetProp(subdevice, ToXml("SubdevName"), ToXml(subdev_name.c_str()));
     created = true;
   }
-  *changed = created;
+  if (created) document.MarkModified();
   if (append != 1 && !created) return PGSP_OK;
   xmlNode* parameter = AddElement(document, subdevice, kind.c_str());
   if (parameter == nullptr) return kElementNotCreated;
-  *changed = true;
+  document.MarkModified();
   AppendTextElement(parameter, "Name", name);
   AppendTextElement(parameter, "Value", value);
   return PGSP_OK;
 }
 
-ResultCode AppendLoadEntry(TemplateDocument& document, const std::string& text, bool* changed) {
-  *changed = false;
+ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text) {
   if (!IsXmlText(text)) return PGSP_ERR_INVALID_PARAMETERS;
   xmlNode* load = FirstElementNamed(document, "Load");
   if (load == nullptr) return kEntryMissing;
   xmlNode* entry = AddElement(document, load, "RelevantSection");
   if (entry == nullptr) return kElementNotCreated;
   SetElementText(entry, text);
-  *changed = true;
+  document.MarkModified();
   return PGSP_OK;
 }
 
+namespace {
+
 // Loads `path`, runs `change` on the document and saves it when `change`
-// says it changed the tree and succeeded.
+// succeeded and modified it.
 template <typename Change>
 ResultCode ChangeFile(XmlContext& xml, const std::string& path, Change change) {
   if (path.empty()) return PGSP_ERR_INVALID_PARAMETERS;
   TemplateDocument document;
   const ResultCode loaded = LoadTemplate(xml, path, &document);
   if (loaded != PGSP_OK) return loaded;
-  bool changed = false;
-  const ResultCode result = change(document, &changed);
-  if (changed && result == PGSP_OK) {
+  const ResultCode result = change(document);
+  if (document.modified() && result == PGSP_OK) {
     const ResultCode saved = document.Save(xml);
     if (saved != PGSP_OK) return saved;
   }
-  return result;
-}
-
-// Runs `change` and sets `*changed` (when given) if it changed the tree.
-template <typename Change>
-ResultCode Collect(bool* changed, Change change) {
-  bool changed_here = false;
-  const ResultCode result = change(&changed_here);
-  if (changed != nullptr && changed_here) *changed = true;
   return result;
 }
 
@@ -250,26 +239,14 @@ ResultCode ReadUserInterfaceEntry(XmlContext& xml, const std::string& path,
   });
 }
 
-ResultCode WriteUserInterfaceEntry(TemplateDocument& document, int32_t section_index,
-                                   const std::string& name, const std::string& assembly,
-                                   const std::string& path_text,
-                                   const std::optional<std::string>& function,
-                                   const std::optional<std::string>& resource_id,
-                                   bool* changed) {
-  return Collect(changed, [&](bool* changed_here) {
-    return UpdateOrAddUserInterfaceEntry(document, section_index, name, assembly, path_text,
-                                         function, resource_id, changed_here);
-  });
-}
-
 ResultCode WriteUserInterfaceEntry(XmlContext& xml, const std::string& path,
                                    int32_t section_index, const std::string& name,
                                    const std::string& assembly, const std::string& path_text,
                                    const std::optional<std::string>& function,
                                    const std::optional<std::string>& resource_id) {
-  return ChangeFile(xml, path, [&](TemplateDocument& document, bool* changed) {
-    return UpdateOrAddUserInterfaceEntry(document, section_index, name, assembly, path_text,
-                                         function, resource_id, changed);
+  return ChangeFile(xml, path, [&](TemplateDocument& document) {
+    return WriteUserInterfaceEntry(document, section_index, name, assembly, path_text, function,
+                                   resource_id);
   });
 }
 
@@ -300,20 +277,12 @@ ResultCode ReadSubdeviceParameter(XmlContext& xml, const std::string& path, int3
   });
 }
 
-ResultCode WriteSubdeviceParameter(TemplateDocument& document, const std::string& subdev_name,
-                                   const std::string& name, const std::string& value,
-                                   const std::string& kind, int32_t append, bool* changed) {
-  return Collect(changed, [&](bool* changed_here) {
-    return AppendSubdeviceParameter(document, subdev_name, name, value, kind, append, changed_here);
-  });
-}
-
 ResultCode WriteSubdeviceParameter(XmlContext& xml, const std::string& path,
                                    const std::string& subdev_name, const std::string& name,
                                    const std::string& value, const std::string& kind,
                                    int32_t append) {
-  return ChangeFile(xml, path, [&](TemplateDocument& document, bool* changed) {
-    return AppendSubdeviceParameter(document, subdev_name, name, value, kind, append, changed);
+  return ChangeFile(xml, path, [&](TemplateDocument& document) {
+    return WriteSubdeviceParameter(document, subdev_name, name, value, kind, append);
   });
 }
 
@@ -339,15 +308,9 @@ ResultCode ReadLoadEntry(XmlContext& xml, const std::string& path, int32_t entry
   });
 }
 
-ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text, bool* changed) {
-  return Collect(changed, [&](bool* changed_here) {
-    return AppendLoadEntry(document, text, changed_here);
-  });
-}
-
 ResultCode AddLoadEntry(XmlContext& xml, const std::string& path, const std::string& text) {
-  return ChangeFile(xml, path, [&](TemplateDocument& document, bool* changed) {
-    return AppendLoadEntry(document, text, changed);
+  return ChangeFile(xml, path, [&](TemplateDocument& document) {
+    return AddLoadEntry(document, text);
   });
 }
 

@@ -3,9 +3,8 @@
 // operation applies the file-name rule, loads the file through the run's XML
 // context and, for a writer, saves it once when it changed something. The
 // document-level cores beside them do the same on a loaded document and
-// save nothing; the merges run them on documents they hold. A core's
-// `changed`, when given, is set when it changed the tree and left alone
-// otherwise, so one flag can collect a whole merge.
+// save nothing but mark the document modified when they changed it; the
+// merges run them on documents they hold.
 //
 // Reading by index counts the way the merges rely on: below the section, every
 // child before the wanted position advances the counter whatever it is; from
@@ -66,8 +65,7 @@ struct SubdeviceParameter {
                                                  const std::string& assembly,
                                                  const std::string& path_text,
                                                  const std::optional<std::string>& function,
-                                                 const std::optional<std::string>& resource_id,
-                                                 bool* changed = nullptr);
+                                                 const std::optional<std::string>& resource_id);
 [[nodiscard]] ResultCode WriteUserInterfaceEntry(XmlContext& xml, const std::string& path,
                                                  int32_t section_index, const std::string& name,
                                                  const std::string& assembly,
@@ -92,8 +90,7 @@ struct SubdeviceParameter {
 [[nodiscard]] ResultCode WriteSubdeviceParameter(TemplateDocument& document,
                                                  const std::string& subdev_name,
                                                  const std::string& name, const std::string& value,
-                                                 const std::string& kind, int32_t append,
-                                                 bool* changed = nullptr);
+                                                 const std::string& kind, int32_t append);
 [[nodiscard]] ResultCode WriteSubdeviceParameter(XmlContext& xml, const std::string& path,
                                                  const std::string& subdev_name,
                                                  const std::string& name, const std::string& value,
@@ -109,8 +106,7 @@ struct SubdeviceParameter {
 // Appends a `RelevantSection` holding `text` to the first `Load` element,
 // whether or not one with that text is there. Returns 0, 14 when there is no
 // `Load`, 10 when the element cannot be created, 87, or the load failure.
-[[nodiscard]] ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text,
-                                      bool* changed = nullptr);
+[[nodiscard]] ResultCode AddLoadEntry(TemplateDocument& document, const std::string& text);
 [[nodiscard]] ResultCode AddLoadEntry(XmlContext& xml, const std::string& path,
                                       const std::string& text);
 

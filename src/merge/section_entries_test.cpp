@@ -100,63 +100,47 @@ TEST_F(SectionEntriesTest, FailuresLeaveTheFileAsItWas) {
   EXPECT_EQ(ReadText(path), before);
 }
 
+// "<Kind><Name>n</Name><Assembly>a</Assembly><Path>p</Path>[<Last>v</Last>]</Kind>"
+std::string Entry(const std::string& kind, const std::string& name, const std::string& assembly,
+                  const std::string& path, const std::string& last = "",
+                  const std::string& value = "") {
+  std::string xml = "<" + kind + "><Name>" + name + "</Name><Assembly>" + assembly +
+                    "</Assembly><Path>" + path + "</Path>";
+  if (!last.empty()) xml += value.empty() ? "<" + last + "/>" : "<" + last + ">" + value + "</" + last + ">";
+  return xml + "</" + kind + ">";
+}
+
 TEST_F(SectionEntriesTest, UserInterfaceWriterUpdatesByKindAndNameOrAdds) {
-  const std::string existing =
-      "<UserInterface>\n"
-      "  <ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a</Assembly><Path>p</Path>"
-      "<Function>F</Function></ParameterAssemblyLink>\n"
-      "  <Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
-      "<ResourceId>1</ResourceId></Resource>\n"
-      "</UserInterface>";
-  const std::string link =
-      "<ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a</Assembly><Path>p</Path>"
-      "<Function>F</Function></ParameterAssemblyLink>";
-  const std::string resource =
-      "<Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
-      "<ResourceId>1</ResourceId></Resource>";
+  const std::string link = Entry("ParameterAssemblyLink", "PropSheet", "a", "p", "Function", "F");
+  const std::string resource = Entry("Resource", "DescText", "r", "q", "ResourceId", "1");
   struct Case {
     const char* name;
     const char* assembly;
-    const char* path;
     std::optional<std::string> function;
     std::optional<std::string> resource_id;
-    std::string expected;  // the section's new last entry, or the changed one
+    std::string expected;  // the section afterwards
   } cases[] = {
-      {"PropSheet", "a2", "p", "G", {},
-       "<ParameterAssemblyLink><Name>PropSheet</Name><Assembly>a2</Assembly><Path>p</Path>"
-       "<Function>G</Function></ParameterAssemblyLink>\n  " + resource},
-      // A Resource keeps the Assembly and Path it has where the new text is empty.
-      {"DescText", "", "", {}, "9",
-       link + "\n  <Resource><Name>DescText</Name><Assembly>r</Assembly><Path>q</Path>"
-              "<ResourceId>9</ResourceId></Resource>"},
+      {"PropSheet", "a2", "G", {},
+       Entry("ParameterAssemblyLink", "PropSheet", "a2", "p", "Function", "G") + resource},
+      // A Resource keeps the Assembly it has where the new text is empty.
+      {"DescText", "", {}, "9", link + Entry("Resource", "DescText", "r", "p", "ResourceId", "9")},
       // Same name, other kind: a new entry, with the Function its name asks for.
-      {"PropSheet", "b", "c", {}, "5",
-       link + "\n  " + resource + "\n  <Resource><Name>PropSheet</Name><Assembly>b</Assembly>"
-                                  "<Path>c</Path><Function/></Resource>"},
-      {"Diagnosis", "d", "e", "Run", {},
-       link + "\n  " + resource + "\n  <ParameterAssemblyLink><Name>Diagnosis</Name>"
-                                  "<Assembly>d</Assembly><Path>e</Path><Function>Run</Function>"
-                                  "</ParameterAssemblyLink>"},
-      {"BaudrateResource", "d", "e", {}, "77",
-       link + "\n  " + resource + "\n  <Resource><Name>BaudrateResource</Name><Assembly>d</Assembly>"
-                                  "<Path>e</Path><ResourceId>77</ResourceId></Resource>"},
-      {"HelpFile", "d", "e", {}, "77",
-       link + "\n  " + resource + "\n  <Resource><Name>HelpFile</Name><Assembly>d</Assembly>"
-                                  "<Path>e</Path></Resource>"},
+      {"PropSheet", "b", {}, "5", link + resource + Entry("Resource", "PropSheet", "b", "p", "Function")},
+      {"Diagnosis", "d", "Run", {},
+       link + resource + Entry("ParameterAssemblyLink", "Diagnosis", "d", "p", "Function", "Run")},
+      {"BaudrateResource", "d", {}, "77",
+       link + resource + Entry("Resource", "BaudrateResource", "d", "p", "ResourceId", "77")},
+      {"HelpFile", "d", {}, "77", link + resource + Entry("Resource", "HelpFile", "d", "p")},
   };
   for (const Case& c : cases) {
-    const std::string path = Write(existing);
-    EXPECT_EQ(WriteUserInterfaceEntry(xml_, path, kUserInterfaceSection, c.name, c.assembly,
-                                      c.path, c.function, c.resource_id),
+    const std::string path = Write("<UserInterface>" + link + resource + "</UserInterface>");
+    EXPECT_EQ(WriteUserInterfaceEntry(xml_, path, kUserInterfaceSection, c.name, c.assembly, "p",
+                                      c.function, c.resource_id),
               PGSP_OK);
-    EXPECT_EQ(Body(path), "<UserInterface>\n  " + c.expected + "\n</UserInterface>") << c.name;
+    EXPECT_EQ(Body(path), "<UserInterface>" + c.expected + "</UserInterface>") << c.name;
   }
-
   // Nothing to change: the file is not written, so even its layout stays.
-  const std::string path = dir_.WriteFile(
-      "LogDevices/u.xml",
-      std::string("<LogDevice xmlns=\"") + kDevNs + "\"><UserInterface>" + link +
-          "</UserInterface></LogDevice>");
+  const std::string path = Write("<UserInterface>\n" + link + "</UserInterface>");
   const std::string before = ReadText(path);
   EXPECT_EQ(WriteUserInterfaceEntry(xml_, path, 0, "PropSheet", "a", "p", "F", {}), PGSP_OK);
   EXPECT_EQ(ReadText(path), before);
