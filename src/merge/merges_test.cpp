@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 #include "temp_dir.h"
@@ -106,6 +107,154 @@ TEST_F(MergesTest, ProtocolGainsWhatTheSourceAddsAndKeepsWhatTheUserChose) {
                            "\nMerge ParamSections\nMerge ValueCollection\n"
                            "Merge ValueCollections and Parameters\n"
                            "Merge Parameters from:  <UserInterface>\n<< MergeProtocols\n");
+}
+
+
+TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
+  const auto root = [](const std::string& versions) {
+    return "<LogDevice xmlns=\"" + std::string(kBase) + "/LogDevice\"" +
+           (versions.empty() ? "" : " " + versions) + ">";
+  };
+  const auto device = [&](const std::string& versions, const std::string& local,
+                         const std::string& other) {
+    return root(versions) + "<DeviceHeader><Parameter><Name>H</Name><Value>" + other +
+           "</Value></Parameter></DeviceHeader><LocalSettings><Parameter><Name>A</Name><Value>" +
+           local + "</Value></Parameter></LocalSettings><Bindings><Parameter><Name>X</Name>"
+           "<Value>" + other + "</Value></Parameter></Bindings><SpareSection/></LogDevice>\n";
+  };
+  struct Case {
+    const char* new_versions;
+    const char* old_versions;
+    const char* trace;  // "" when the case is merged without a trace of its own
+  } cases[] = {
+      {"", "", "Merge ... no Versions"},
+      {"MajorVersion=\"2\"", "MinorVersion=\"4\"", "Merge ... compatibility"},
+      {"MajorVersion=\"\"", "MajorVersion=\"2\"", "Merge ... no Version in new LogDevice"},
+      {"MajorVersion=\"2\" MinorVersion=\"1\"", "MajorVersion=\"2\"",
+       "Merge ... different Minor Version in LogDevices"},
+      {"MajorVersion=\"2\"", "MajorVersion=\"2\" MinorVersion=\"1\"", ""},
+      {"MajorVersion=\"1\" MinorVersion=\"9\"", "MajorVersion=\"2\"",
+       "Merge ... older Version in new LogDevice"},
+      {"MajorVersion=\"3\"", "MajorVersion=\"2\" MinorVersion=\"7\"",
+       "no Merge .. different Major Version in LogDevices"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.new_versions) + " over " + c.old_versions);
+    traces_.Clear();
+    test_env_.process.warnings.clear();
+    const std::string fresh = dir_.WriteFile("data/LogDevices/CP1.xml",
+                                             device(c.new_versions, "default", "new"));
+    const std::string backed_up = dir_.WriteFile(
+        "LogDevices(backup)/CP1.xml",
+        root(c.old_versions) + "<LocalSettings><Parameter><Name>A</Name><Value>user</Value></Parameter>"
+            "</LocalSettings><Bindings><Parameter><Name>X</Name><Value>old</Value></Parameter>"
+            "</Bindings><SpareSection><ParameterInt><Name>B</Name><Value>7</Value></ParameterInt>"
+            "</SpareSection></LogDevice>\n");
+    MergeLogDevices(xml_, log_, fresh, backed_up);
+
+    const std::vector<std::string> messages = traces_.Messages("MergeLogDevices: ");
+    ASSERT_GE(messages.size(), 3u);
+    if (*c.trace != '\0') {
+      EXPECT_EQ(messages[2], c.trace);
+    } else {
+      EXPECT_EQ(messages[2].rfind("Merge", 0), std::string::npos) << messages[2];
+    }
+    if (std::string(c.trace).rfind("no Merge", 0) == 0) {
+      EXPECT_EQ(ReadText(fresh), device(c.new_versions, "default", "new"));
+      EXPECT_EQ(test_env_.process.warnings,
+                std::vector<std::string>{"The interface parameter assignment of the interface "
+                                         "CP1.xml are reset to default. Please check the "
+                                         "properties of this interface and change if necessary."});
+      continue;
+    }
+    // Bindings and DeviceHeader are not carried over.
+    EXPECT_EQ(ReadText(fresh),
+              root(c.new_versions) + "<DeviceHeader><Parameter><Name>H</Name><Value>new</Value></Parameter>"
+                  "</DeviceHeader><LocalSettings><Parameter><Name>A</Name><Value>user</Value>"
+                  "</Parameter></LocalSettings><Bindings><Parameter><Name>X</Name><Value>new"
+                  "</Value></Parameter></Bindings><SpareSection><ParameterInt><Name>B</Name>"
+                  "<Value>7</Value></ParameterInt></SpareSection></LogDevice>\n");
+    EXPECT_TRUE(test_env_.process.warnings.empty());
+  }
+}
+
+// A file that cannot be loaded stops the merge before anything is written.
+TEST_F(MergesTest, UnloadableFilesLeaveTheTargetAsItWas) {
+  const std::string valid =
+      "<LogDevice><LocalSettings><Parameter><Name>A</Name><Value>1</Value></Parameter>"
+      "</LocalSettings><SpareSection><Parameter><Name>A</Name><Value>1</Value></Parameter>"
+      "</SpareSection><UserInterface/></LogDevice>";
+  const std::function<void(const std::string&, const std::string&)> merges[] = {
+      [&](const std::string& s, const std::string& t) { MergeDefaultLogDevices(xml_, log_, s, t, 1); },
+      [&](const std::string& s, const std::string& t) { MergeProtocols(xml_, log_, s, t); },
+      [&](const std::string& s, const std::string& t) { MergeBoards(xml_, log_, s, t); },
+      [&](const std::string& s, const std::string& t) { MergeLogDevices(xml_, log_, t, s); },
+  };
+  const std::string source = dir_.WriteFile("source.xml", valid);
+  for (const auto& merge : merges) {
+    const std::string target = dir_.WriteFile("target.xml", valid);
+    merge(dir_.Path("missing.xml"), target);
+    EXPECT_EQ(ReadText(target), valid);
+    const std::string malformed = dir_.WriteFile("malformed.xml", valid + "<");
+    merge(source, malformed);
+    EXPECT_EQ(ReadText(malformed), valid + "<");
+    merge(source, dir_.Path("absent.xml"));
+    EXPECT_FALSE(testing::PathExists(dir_.Path("absent.xml")));
+  }
+}
+
+
+TEST_F(MergesTest, BoardGainsConstraintsAndSupportValuesAndKeepsItsAttributes) {
+  const std::string source = Write(
+      "Install", "b.xml", "Board", "Boards", "DeviceID=\"ETH\" CP_TYPE=\"TCPIP\"",
+      "  <BoardAttributes>\n"
+      "    <Parameter><Name>BoardName</Name><Value>Adapter 2</Value></Parameter>\n"
+      "    <ParameterInt><Name>MaxPorts</Name><Value>4</Value></ParameterInt>\n"
+      "  </BoardAttributes>\n"
+      "  <Constraints>\n"
+      "    <Param Name=\"Baudrate\" Type=\"int\"><Constraint Name=\"Max\" Value=\"100\"/>"
+      "<ValueCollection><Value>10</Value></ValueCollection></Param>\n"
+      "  </Constraints>\n"
+      "  <NotSupportedSection><NotSupported><Value>KBUS</Value><Value>PNIO</Value>"
+      "</NotSupported></NotSupportedSection>\n"
+      "  <BaseSupportedSection><BaseSupported><Value>H1</Value></BaseSupported>"
+      "</BaseSupportedSection>\n");
+  const std::string target = Write(
+      "meta/Boards", "b.xml", "Board", "Boards", "DeviceID=\"ETH\" CP_TYPE=\"TCPIP\"",
+      "  <BoardAttributes>\n"
+      "    <Parameter><Name>BoardName</Name><Value>My adapter</Value></Parameter>\n"
+      "  </BoardAttributes>\n"
+      "  <NotSupportedSection><NotSupported><Value>KBUS</Value></NotSupported>"
+      "</NotSupportedSection>\n"
+      "  <UserInterface/>\n");
+  MergeBoards(xml_, log_, source, target);
+
+  EXPECT_EQ(ReadText(target),
+            std::string("<Board xmlns=\"") + kBase +
+                "/Boards\" DeviceID=\"ETH\" CP_TYPE=\"TCPIP\">\n"
+                "  <BoardAttributes>\n"
+                "    <Parameter><Name>BoardName</Name><Value>My adapter</Value></Parameter>\n"
+                "    <ParameterInt xmlns=\"" + kBase + "/LogDevice\"><Name>MaxPorts</Name>"
+                "<Value>4</Value></ParameterInt>\n"
+                "  </BoardAttributes>\n"
+                "  <Constraints><Param Name=\"Baudrate\" Type=\"int\"><Constraint Name=\"Max\" "
+                "Value=\"100\"/><ValueCollection><Value>10</Value></ValueCollection></Param>"
+                "</Constraints>\n"
+                "  <NotSupportedSection><NotSupported><Value>KBUS</Value><Value>PNIO</Value>"
+                "</NotSupported></NotSupportedSection>\n"
+                "  <BaseSupportedSection><BaseSupported><Value>H1</Value></BaseSupported>"
+                "</BaseSupportedSection>\n"
+                "  <UserInterface/>\n"
+                "</Board>\n");
+  EXPECT_EQ(traces_.Messages("MergeBoards: "),
+            (std::vector<std::string>{
+                ">> Start", "Merging: " + source + " with: " + target,
+                "For Parameter: BoardName, different Value found (no overwrite): Adapter 2",
+                "Add Parameter: MaxPorts, with Value: 4",
+                "To Parameter: Baudrate, add Constraint: Max, with Value: 100",
+                "To Parameter: Baudrate, in collection add Value: 10", "Value found ... no action",
+                "Value not found ... Add Value: PNIO", "Kein BaseSupported gefunden -> Create it",
+                "Value not found ... Add Value: H1", "<< End"}));
 }
 
 }  // namespace

@@ -1,0 +1,105 @@
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "merge/merge_areas.h"
+#include "merge/merges.h"
+#include "platform/path.h"
+#include "xml/parameter_section.h"
+
+namespace q9 {
+namespace {
+
+constexpr TraceSite kSite{"Merge", "MergeLogDevices: "};
+
+// A version attribute as a number; empty or not a number counts as 0.
+long VersionNumber(const TemplateDocument& document, const char* attribute) {
+  XmlCharPtr text(xmlGetProp(document.root(), ToXml(attribute)));
+  return text != nullptr ? std::strtol(FromXml(text.get()), nullptr, 10) : 0;
+}
+
+// Traces the case that the two versions make and tells whether the values
+// are carried over: only a newer major version in the new file stops them.
+bool VersionsAllowMerge(long new_major, long new_minor, long old_major, long old_minor) {
+  const char* text = nullptr;
+  if (old_major == 0 && new_major == 0) {
+    text = "Merge ... no Versions";
+  } else if (old_major == 0) {
+    text = "Merge ... compatibility";
+  } else if (new_major == 0) {
+    text = "Merge ... no Version in new LogDevice";
+  } else if (new_major == old_major) {
+    if (new_minor >= old_minor) text = "Merge ... different Minor Version in LogDevices";
+  } else if (new_major < old_major) {
+    text = "Merge ... older Version in new LogDevice";
+  } else {
+    Q9_TRACE(kSite, trace_level::kEntry, "no Merge .. different Major Version in LogDevices");
+    return false;
+  }
+  if (text != nullptr) Q9_TRACE(kSite, trace_level::kEntry, "%s", text);
+  return true;
+}
+
+// The backed-up value of every parameter wins; parameters that only the new
+// file has stay as they are.
+void CarryOverSection(const TemplateDocument& backed_up, TemplateDocument& fresh, int32_t section) {
+  const std::vector<ParameterEntry> fresh_entries = SectionParameters(fresh, section);
+  for (const ParameterEntry& old : SectionParameters(backed_up, section)) {
+    const ParameterEntry* found = nullptr;
+    for (const ParameterEntry& entry : fresh_entries) {
+      if (EqualsIgnoreCase(entry.name, old.name)) {
+        found = &entry;
+        break;
+      }
+    }
+    if (found != nullptr && found->value == old.value) continue;
+    if (found != nullptr) {
+      Q9_TRACE(kSite, trace_level::kProgress, "FOUND PARAMETER: %s, WITH DIFFERENT NEW VALUE %s",
+               old.name.c_str(), found->value.c_str());
+      Q9_TRACE(kSite, trace_level::kProgress, "Set old value: %s", old.value.c_str());
+    }
+    const ResultCode written = SetSectionParameter(fresh, section, old.name, old.value, old.kind);
+    Q9_TRACE(kSite, trace_level::kProgress, "return %d", written);
+    if (found == nullptr) {
+      Q9_TRACE(kSite, trace_level::kProgress, "Add Parameter: %s, with Value: %s",
+               old.name.c_str(), old.value.c_str());
+    }
+  }
+}
+
+}  // namespace
+
+void MergeLogDevices(XmlContext& xml, InstallLog& /*log*/, const std::string& new_file,
+                     const std::string& backed_up_file) {
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  Q9_TRACE(kSite, trace_level::kProgress, "Merging new LogDevice: %s,  with backed up LogDevice: %s",
+           new_file.c_str(), backed_up_file.c_str());
+  TemplateDocument backed_up;
+  TemplateDocument fresh;
+  if (!LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite)) return;
+  if (!VersionsAllowMerge(VersionNumber(fresh, "MajorVersion"), VersionNumber(fresh, "MinorVersion"),
+                          VersionNumber(backed_up, "MajorVersion"),
+                          VersionNumber(backed_up, "MinorVersion"))) {
+    const std::string name(BaseName(backed_up_file));
+    xml.env().process().ShowWarning(
+        "The interface parameter assignment of the interface " + name +
+        " are reset to default. Please check the properties of this interface and change if "
+        "necessary.");
+    Q9_TRACE(kSite, trace_level::kWarning, "Warning: MajorVersion different: %s", name.c_str());
+    return;
+  }
+  for (const ParameterSection section : {ParameterSection::kLocalSettings,
+                                         ParameterSection::kNetworkSettings,
+                                         ParameterSection::kNdi, ParameterSection::kSpareSection}) {
+    if (section == ParameterSection::kNdi) {
+      Q9_TRACE(kSite, trace_level::kProgress, "Merge NdiSection ...");
+    } else if (section == ParameterSection::kSpareSection) {
+      Q9_TRACE(kSite, trace_level::kProgress, "Merge SpareSection...");
+    }
+    CarryOverSection(backed_up, fresh, static_cast<int32_t>(section));
+  }
+  SaveMergeTarget(xml, fresh, kSite);
+  Q9_TRACE(kSite, trace_level::kResult, "<< End");
+}
+
+}  // namespace q9
