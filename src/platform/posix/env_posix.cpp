@@ -107,7 +107,7 @@ class PosixProcess final : public Process {
 
 Env& Env::Default() {
   static PosixFileSystem files;
-  static RegistryFile registry;
+  static RegistryFile registry(files);
   static PosixKnownFolders folders;
   static PosixDynamicLibraries libraries;
   static PosixSharedObjects shared;

@@ -1,25 +1,11 @@
 #include "platform/posix/registry_file.h"
 
 #include <cstdlib>
-#include <fstream>
 
 #include "platform/posix/reg_file_parser.h"
 
 namespace q9 {
 namespace {
-
-// The whole file, or false when it cannot be read or exceeds `limit` bytes.
-bool ReadBounded(const std::string& path, size_t limit, std::string* bytes) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  bytes->clear();
-  char buffer[64 * 1024];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-    bytes->append(buffer, static_cast<size_t>(in.gcount()));
-    if (bytes->size() > limit) return false;
-  }
-  return !in.bad();
-}
 
 // The values of a key as they were when it was opened.
 class SnapshotKey final : public RegistryKey {
@@ -42,13 +28,30 @@ class SnapshotKey final : public RegistryKey {
 std::string RegistryFile::FilePath() const {
   if (!path_.empty()) return path_;
   const char* configured = std::getenv("Q9_REGISTRY_FILE");
-  return configured != nullptr ? configured : "/etc/opt/Kestrel/registry.reg";
+  if (configured == nullptr || *configured == '\0') return "/etc/opt/Kestrel/registry.reg";
+  return configured;
+}
+
+// The whole file, or false when it cannot be opened as a regular file, fails
+// to read or exceeds kMaxFileBytes.
+bool RegistryFile::ReadBounded(std::string* bytes) {
+  std::unique_ptr<SequentialFile> file;
+  if (files_.OpenSequential(FilePath(), &file) != os_error::kSuccess) return false;
+  bytes->clear();
+  char buffer[64 * 1024];
+  for (;;) {
+    size_t read = 0;
+    if (file->Read(buffer, sizeof buffer, &read) != os_error::kSuccess) return false;
+    if (read == 0) return true;
+    bytes->append(buffer, read);
+    if (bytes->size() > kMaxFileBytes) return false;
+  }
 }
 
 bool RegistryFile::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) {
   key->reset();
   std::string bytes;
-  if (!ReadBounded(FilePath(), kMaxFileBytes, &bytes)) return false;
+  if (!ReadBounded(&bytes)) return false;
   const RegistryHive hive = ParseRegFile(bytes);
   const RegistryValues* values = hive.FindKey(key_path);
   if (values == nullptr) return false;

@@ -9,8 +9,10 @@
 
 namespace q9 {
 
-// Reads the file named by Q9_REGISTRY_FILE, else /etc/opt/Kestrel/registry.reg,
-// each time a key is opened, so changes made while the program runs are seen.
+// Reads the file named by Q9_REGISTRY_FILE (an empty value counts as unset),
+// else /etc/opt/Kestrel/registry.reg, each time a key is opened, so changes
+// made while the program runs are seen. The file is opened as the file system
+// opens every file, so a pipe or a device there cannot stall the program.
 // A missing or unreadable file has no keys, and so has a file larger than
 // kMaxFileBytes: a registry file is a few kilobytes, and the bound keeps a
 // wrong path (a device, a huge log) from being read into memory. OpenKey
@@ -19,14 +21,16 @@ class RegistryFile final : public Registry {
  public:
   static constexpr size_t kMaxFileBytes = 16 * 1024 * 1024;
 
-  RegistryFile() = default;
+  explicit RegistryFile(FileSystem& files) : files_(files) {}
   // A registry on a fixed file, for tests.
-  explicit RegistryFile(std::string path) : path_(std::move(path)) {}
+  RegistryFile(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
 
   bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
 
  private:
   std::string FilePath() const;
+  bool ReadBounded(std::string* bytes);
+  FileSystem& files_;
   std::string path_;
 };
 

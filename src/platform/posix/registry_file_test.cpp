@@ -1,9 +1,12 @@
 #include "platform/posix/registry_file.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
+#include "platform/posix/file_system_posix.h"
+#include "fault_injection_file_system.h"
 #include "temp_dir.h"
 
 namespace q9 {
@@ -28,11 +31,12 @@ class RegistryFileTest : public ::testing::Test {
     return value.text;
   }
 
+  PosixFileSystem files_;
   TempDir dir_;
 };
 
 TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCase) {
-  RegistryFile registry(dir_.WriteFile("registry.reg", kTrcParams));
+  RegistryFile registry(files_, dir_.WriteFile("registry.reg", kTrcParams));
   EXPECT_EQ(Query(registry, "SOFTWARE\\Kestrel\\TELAN\\trcparams", "LEVEL"), "0xC8");
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Output"), "<no value>");
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\Other", "Level"), "<no key>");
@@ -40,23 +44,28 @@ TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCase) {
 }
 
 TEST_F(RegistryFileTest, AMissingUnreadableOrOversizedFileHasNoKeys) {
-  RegistryFile missing(dir_.Path("none.reg"));
+  RegistryFile missing(files_, dir_.Path("none.reg"));
   EXPECT_EQ(Query(missing, "Software", ""), "<no key>");
-  RegistryFile folder(dir_.MakeDir("folder.reg"));
+  RegistryFile folder(files_, dir_.MakeDir("folder.reg"));
   EXPECT_EQ(Query(folder, "Software", ""), "<no key>");
+  // A pipe without a writer would block a plain open for ever.
+  const std::string fifo = dir_.Path("fifo.reg");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  RegistryFile pipe(files_, fifo);
+  EXPECT_EQ(Query(pipe, "Software", ""), "<no key>");
 
   std::string huge = kTrcParams;
   huge.resize(RegistryFile::kMaxFileBytes + 1, '\n');
-  RegistryFile oversized(dir_.WriteFile("huge.reg", huge));
+  RegistryFile oversized(files_, dir_.WriteFile("huge.reg", huge));
   EXPECT_EQ(Query(oversized, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "<no key>");
   huge.resize(RegistryFile::kMaxFileBytes);
-  RegistryFile at_limit(dir_.WriteFile("limit.reg", huge));
+  RegistryFile at_limit(files_, dir_.WriteFile("limit.reg", huge));
   EXPECT_EQ(Query(at_limit, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0xC8");
 }
 
 TEST_F(RegistryFileTest, EachOpenReadsTheFileAgainButKeysAreSnapshots) {
   const std::string path = dir_.WriteFile("registry.reg", kTrcParams);
-  RegistryFile registry(path);
+  RegistryFile registry(files_, path);
   std::unique_ptr<RegistryKey> before;
   ASSERT_TRUE(registry.OpenKey("Software\\KESTREL\\TELAN\\TrcParams", &before));
   dir_.WriteFile("registry.reg", std::string(kTrcParams) + "\"Level\"=\"0x10\"\n");
@@ -70,10 +79,16 @@ TEST_F(RegistryFileTest, TheDefaultRegistryFollowsTheEnvironmentVariable) {
   const char* saved = ::getenv("Q9_REGISTRY_FILE");
   const std::string restore = saved != nullptr ? saved : "";
   ::setenv("Q9_REGISTRY_FILE", dir_.WriteFile("env.reg", kTrcParams).c_str(), 1);
-  RegistryFile registry;
+  RegistryFile registry(files_);
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0xC8");
   ::setenv("Q9_REGISTRY_FILE", dir_.Path("gone.reg").c_str(), 1);
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "<no key>");
+  // Empty means unset: the default file, not the path "".
+  ::setenv("Q9_REGISTRY_FILE", "", 1);
+  testing::FaultInjectionFileSystem recorder(files_);
+  RegistryFile unset(recorder);
+  (void)Query(unset, "Software", "");
+  EXPECT_EQ(recorder.reads(), std::vector<std::string>{"/etc/opt/Kestrel/registry.reg"});
   if (saved != nullptr) ::setenv("Q9_REGISTRY_FILE", restore.c_str(), 1);
   else ::unsetenv("Q9_REGISTRY_FILE");
 }
