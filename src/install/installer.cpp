@@ -8,6 +8,9 @@ Installer::Installer(Env& env, InstallLog& log, const std::string& program_data_
   store_paths_ = std::make_unique<StorePaths>(env, program_data_argument, program_files_argument);
   log_.Write("Setting ProgDataPath to: ", store_paths_->ProgramDataRoot());
   log_.Write("Setting ProgFilePath to: ", store_paths_->ProgramFilesRoot());
+  // From here on no link inside the store leads a step to files elsewhere.
+  env_.files().ConfineLinksBelow(
+      {store_paths_->ProgramFilesRoot(), store_paths_->ProgramDataRoot()});
   file_operator_ = std::make_unique<FileOperator>(env, *xml_, *store_paths_);
 }
 

@@ -44,6 +44,11 @@ class CachingFileSystem final : public FileSystem {
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
   void DiscardCache() override;
+  // What was kept may have come through a link that is no longer followed.
+  void ConfineLinksBelow(std::vector<std::string> roots) override {
+    DiscardCache();
+    base_.ConfineLinksBelow(std::move(roots));
+  }
 
  private:
   friend class CachingWritableFile;

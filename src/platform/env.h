@@ -120,6 +120,12 @@ class FileSystem {
   // code outside the program (the board-control library) may have changed
   // files. Implementations that keep nothing ignore it.
   virtual void DiscardCache() {}
+  // Makes `roots` the folders below which no symbolic link is followed, by
+  // any call: a link there is handled as the link itself (listed as a link,
+  // deleted or copied as a link) and reading, writing or listing through it
+  // fails with 5. The roots themselves may be links. Replaces earlier roots;
+  // empty ones are ignored. Wrappers must pass this on.
+  virtual void ConfineLinksBelow(std::vector<std::string> roots) = 0;
 };
 
 enum class RegistryType : uint32_t {

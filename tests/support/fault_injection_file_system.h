@@ -47,6 +47,9 @@ class FaultInjectionFileSystem final : public FileSystem {
   OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
+  void ConfineLinksBelow(std::vector<std::string> roots) override {
+    base_.ConfineLinksBelow(std::move(roots));
+  }
 
  private:
   friend class FaultInjectionWritableFile;

@@ -14,6 +14,7 @@
 
 #include "platform/path.h"
 #include "platform/posix/errno_map.h"
+#include "trace/trace.h"
 
 namespace q9 {
 namespace {
@@ -250,6 +251,59 @@ std::string PosixFileSystem::Resolve(const std::string& path) {
   return resolved;
 }
 
+// Links below the store roots are checked component by component on the
+// resolved path instead of opening every component with O_NOFOLLOW: the
+// case-insensitive resolution walks the components anyway, and the roots
+// (which may be links, as may everything above them) must still be
+// followed. What this leaves open is a link swapped in between the check and
+// the use by someone who can already write inside the store.
+void PosixFileSystem::ConfineLinksBelow(std::vector<std::string> roots) {
+  confined_roots_.clear();
+  for (const std::string& root : roots) {
+    if (root.empty()) continue;
+    std::string real = Resolve(root);
+    while (real.size() > 1 && real.ends_with('/')) real.pop_back();
+    confined_roots_.push_back(std::move(real));
+  }
+}
+
+OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastComponent last) const {
+  // The innermost root counts, so a root that is a link inside the other
+  // root stays usable.
+  size_t start = 0;
+  for (const std::string& root : confined_roots_) {
+    const size_t prefix = root == "/" ? 1 : root.size() + 1;
+    if (prefix > start && real.size() > prefix && real.starts_with(root) &&
+        real[prefix - 1] == '/') {
+      start = prefix;
+    }
+  }
+  if (start == 0) return os_error::kSuccess;
+  for (size_t end = start; end < real.size(); ++end) {
+    end = real.find('/', end);
+    if (end == std::string::npos) end = real.size();
+    const bool is_last = real.find_first_not_of('/', end) == std::string::npos;
+    if (is_last && last == LastComponent::kTakeAsItIs) break;
+    const std::string prefix = real.substr(0, end);
+    struct stat st;
+    // What does not exist is left to the operation to report.
+    if (::lstat(prefix.c_str(), &st) != 0) break;
+    if (S_ISLNK(st.st_mode)) {
+      static constexpr TraceSite kSite{"Env", "FileSystem: "};
+      Q9_TRACE(kSite, trace_level::kProgress, "Symbolic link not followed: %s", prefix.c_str());
+      return os_error::kAccessDenied;
+    }
+    if (is_last) break;
+  }
+  return os_error::kSuccess;
+}
+
+OsError PosixFileSystem::ResolveConfined(const std::string& path, LastComponent last,
+                                         std::string* real) {
+  *real = Resolve(path);
+  return RefuseLinksBelowRoot(*real, last);
+}
+
 bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::string& name,
                                        std::string* match) {
   std::vector<DirEntry> entries;
@@ -291,13 +345,20 @@ OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry
 
 OsError PosixFileSystem::ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) {
   if (dir.empty()) return os_error::kPathNotFound;
-  return ReadFolder(Resolve(dir), entries);
+  std::string real;
+  const OsError error = ResolveConfined(dir, LastComponent::kRefuseLink, &real);
+  if (error != os_error::kSuccess) return error;
+  return ReadFolder(real, entries);
 }
 
 OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
+  if (error != os_error::kSuccess) return error;
+  // Below a store root a link describes itself, not its target.
+  const auto stat_call = RefuseLinksBelowRoot(real, LastComponent::kRefuseLink) != 0 ? ::lstat : ::stat;
   struct stat st;
-  if (real.empty() || ::stat(real.c_str(), &st) != 0) {
+  if (real.empty() || stat_call(real.c_str(), &st) != 0) {
     return real.empty() ? os_error::kPathNotFound : OsErrorFromErrno(errno, real);
   }
   info->is_directory = S_ISDIR(st.st_mode);
@@ -308,7 +369,9 @@ OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
 }
 
 OsError PosixFileSystem::SetReadOnly(const std::string& path, bool read_only) {
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
+  if (error != os_error::kSuccess) return error;
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
   if (S_ISLNK(st.st_mode)) return os_error::kAccessDenied;
@@ -319,14 +382,18 @@ OsError PosixFileSystem::SetReadOnly(const std::string& path, bool read_only) {
 
 OsError PosixFileSystem::CreateDirectory(const std::string& path) {
   if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
+  if (error != os_error::kSuccess) return error;
   if (::mkdir(real.c_str(), 0777) != 0) return OsErrorFromErrno(errno, real);
   return SyncFolderOf(real);
 }
 
 OsError PosixFileSystem::DeleteFile(const std::string& path) {
   if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
+  if (error != os_error::kSuccess) return error;
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
   if (S_ISDIR(st.st_mode) || (!S_ISLNK(st.st_mode) && (st.st_mode & S_IWUSR) == 0)) {
@@ -339,7 +406,12 @@ OsError PosixFileSystem::DeleteFile(const std::string& path) {
 OsError PosixFileSystem::CopyFile(const std::string& from, const std::string& to,
                                   bool overwrite) {
   if (from.empty() || to.empty()) return os_error::kPathNotFound;
-  return CopyOneFile(Resolve(from), Resolve(to), overwrite, /*replace_read_only=*/false);
+  std::string source;
+  std::string target;
+  OsError error = ResolveConfined(from, LastComponent::kRefuseLink, &source);
+  if (error == os_error::kSuccess) error = ResolveConfined(to, LastComponent::kRefuseLink, &target);
+  if (error != os_error::kSuccess) return error;
+  return CopyOneFile(source, target, overwrite, /*replace_read_only=*/false);
 }
 
 OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string& to,
@@ -378,10 +450,24 @@ OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string&
 
 OsError PosixFileSystem::CopyTree(const std::string& from, const std::string& to) {
   if (from.empty() || to.empty()) return os_error::kPathNotFound;
-  return CopyTreeResolved(Resolve(from), Resolve(to));
+  std::string source;
+  OsError error = ResolveConfined(from, LastComponent::kTakeAsItIs, &source);
+  if (error != os_error::kSuccess) return error;
+  std::string target;
+  error = ResolveConfined(to, LastComponent::kTakeAsItIs, &target);
+  if (error != os_error::kSuccess) return error;
+  // A store folder that is a link is copied as the link it is.
+  if (RefuseLinksBelowRoot(source, LastComponent::kRefuseLink) != os_error::kSuccess) {
+    return CopyLink(source, target);
+  }
+  return CopyTreeResolved(source, target);
 }
 
 OsError PosixFileSystem::CopyTreeResolved(const std::string& from, const std::string& to) {
+  // A link in the target (planted, or copied there before) is not a way out.
+  if (RefuseLinksBelowRoot(to, LastComponent::kRefuseLink) != os_error::kSuccess) {
+    return os_error::kAccessDenied;
+  }
   std::vector<DirEntry> entries;
   OsError error = ReadFolder(from, &entries);
   if (error != os_error::kSuccess) return error;
@@ -421,7 +507,9 @@ OsError PosixFileSystem::CopyLink(const std::string& from, const std::string& to
 
 OsError PosixFileSystem::DeleteTree(const std::string& path) {
   if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
+  if (error != os_error::kSuccess) return error;
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
   if (!S_ISDIR(st.st_mode)) return os_error::kDirectory;
@@ -437,7 +525,9 @@ namespace {
 OsError OpenForReading(PosixFileSystem& files, const std::string& path, std::string* real,
                        ScopedFd* fd, struct stat* st) {
   if (path.empty()) return os_error::kPathNotFound;
-  *real = files.Resolve(path);
+  const OsError error =
+      files.ResolveConfined(path, PosixFileSystem::LastComponent::kRefuseLink, real);
+  if (error != os_error::kSuccess) return error;
   return OpenRegularFile(*real, fd, st);
 }
 
@@ -479,8 +569,10 @@ OsError PosixFileSystem::OpenSequential(const std::string& path,
 
 OsError PosixFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {
   if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
-  OsError error = CheckReplaceable(real, /*overwrite=*/true);
+  std::string real;
+  OsError error = ResolveConfined(path, LastComponent::kRefuseLink, &real);
+  if (error != os_error::kSuccess) return error;
+  error = CheckReplaceable(real, /*overwrite=*/true);
   if (error != os_error::kSuccess) return error;
   struct stat st;
   const mode_t mode = ::stat(real.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666 & ~CurrentUmask();
@@ -494,7 +586,9 @@ OsError PosixFileSystem::OpenWritable(const std::string& path, OpenMode mode,
                                       std::unique_ptr<WritableFile>* file) {
   file->reset();
   if (path.empty()) return os_error::kPathNotFound;
-  const std::string real = Resolve(path);
+  std::string real;
+  const OsError error = ResolveConfined(path, LastComponent::kRefuseLink, &real);
+  if (error != os_error::kSuccess) return error;
   // Non-blocking first, so a pipe without a reader cannot stall the open;
   // only regular files are written to.
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK |

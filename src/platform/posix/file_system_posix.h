@@ -23,11 +23,19 @@ class PosixFileSystem final : public FileSystem {
   OsError OpenSequential(const std::string& path, std::unique_ptr<SequentialFile>* file) override;
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
+  void ConfineLinksBelow(std::vector<std::string> roots) override;
 
   // `path` as it exists on disk: each component that does not exist as
   // spelled is replaced by the first entry (in store order) that equals it
   // ignoring ASCII case. Components that match nothing stay as spelled.
   std::string Resolve(const std::string& path);
+
+  // Whether the last component of a path may itself be a link: operations
+  // that act on the entry (delete, lstat, copy as a link) take it as it is,
+  // those that would read or write through it refuse it.
+  enum class LastComponent { kRefuseLink, kTakeAsItIs };
+  // Resolve(path), or 5 when that leads through a link below a confined root.
+  OsError ResolveConfined(const std::string& path, LastComponent last, std::string* real);
 
  private:
   OsError ReadFolder(const std::string& dir, std::vector<DirEntry>* entries);
@@ -37,6 +45,13 @@ class PosixFileSystem final : public FileSystem {
   OsError CopyTreeResolved(const std::string& from, const std::string& to);
   OsError CopyLink(const std::string& from, const std::string& to);
   mode_t CurrentUmask();
+
+  // 0, or 5 (traced with the link's name) when a component of the resolved
+  // path `real` below a confined root is a symbolic link.
+  OsError RefuseLinksBelowRoot(const std::string& real, LastComponent last) const;
+
+  // Resolved, without a trailing separator (but "/" for the file-system root).
+  std::vector<std::string> confined_roots_;
 };
 
 }  // namespace q9

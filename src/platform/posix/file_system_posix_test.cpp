@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "temp_dir.h"
+#include "trace_capture.h"
 
 namespace q9 {
 namespace {
@@ -138,6 +139,80 @@ TEST_F(PosixFileSystemTest, LongestLegalNamesCanBeCopiedAndSaved) {
   EXPECT_EQ(fs_.WriteFileAtomic(dir_.Path(name), "y"), 0);
   EXPECT_EQ(ReadText(dir_.Path(name)), "y");
   EXPECT_EQ(fs_.CopyFile(from, dir_.Path("n" + name), false), 206);
+}
+
+// A store whose root is itself a link (allowed) and that holds links to a
+// folder and a read-only file outside it.
+class ConfinedLinksTest : public PosixFileSystemTest {
+ protected:
+  ConfinedLinksTest() {
+    dir_.WriteFile("outside/folder/x.xml", "outside");
+    dir_.WriteFile("outside/file.xml", "outside");
+    ::chmod(dir_.Path("outside/file.xml").c_str(), 0444);
+    dir_.WriteFile("real-store/plain.xml", "plain");
+    Link("real-store", "store");
+    Link(dir_.Path("outside/folder"), "store/meta");
+    Link(dir_.Path("outside/file.xml"), "store/t.xml");
+    fs_.ConfineLinksBelow({dir_.Path("store")});
+  }
+  void Link(const std::string& target, const std::string& at) {
+    ASSERT_EQ(::symlink(target.c_str(), dir_.Path(at).c_str()), 0);
+  }
+  std::string Store(const std::string& relative) { return dir_.Path("store/" + relative); }
+};
+
+TEST_F(ConfinedLinksTest, NothingGoesThroughALinkBelowTheRoot) {
+  testing::TraceCapture trace;
+  std::string text;
+  std::vector<DirEntry> entries;
+  std::unique_ptr<SequentialFile> in;
+  std::unique_ptr<WritableFile> out;
+  const struct {
+    const char* what;
+    OsError result;
+    OsError expected;
+  } cases[] = {
+      {"read a linked file", fs_.ReadFile(Store("t.xml"), &text), 5},
+      {"read in a linked folder", fs_.ReadFile(Store("meta/x.xml"), &text), 5},
+      {"stream in a linked folder", fs_.OpenSequential(Store("META/X.xml"), &in), 5},
+      {"list a linked folder", fs_.ListDirectory(Store("meta"), &entries), 5},
+      {"save over a linked file", fs_.WriteFileAtomic(Store("t.xml"), "new"), 5},
+      {"save in a linked folder", fs_.WriteFileAtomic(Store("meta/x.xml"), "new"), 5},
+      {"copy a linked file", fs_.CopyFile(Store("t.xml"), Store("copy.xml"), true), 5},
+      {"copy into a linked folder", fs_.CopyFile(Store("plain.xml"), Store("meta/y.xml"), false), 5},
+      {"copy a tree into a linked folder", fs_.CopyTree(dir_.Path("real-store"), Store("meta")), 5},
+      {"open a log in a linked folder",
+       fs_.OpenWritable(Store("meta/x.xml"), OpenMode::kTruncate, &out), 5},
+      {"clear read-only in a linked folder", fs_.SetReadOnly(Store("meta/x.xml"), false), 5},
+      {"clear read-only on a link", fs_.SetReadOnly(Store("t.xml"), false), 5},
+      {"create in a linked folder", fs_.CreateDirectory(Store("meta/sub")), 5},
+      {"delete in a linked folder", fs_.DeleteFile(Store("meta/x.xml")), 5},
+      {"delete a tree in a linked folder", fs_.DeleteTree(Store("meta/sub")), 5},
+      {"delete a linked folder as a tree", fs_.DeleteTree(Store("meta")), 267},
+      {"read below the root that is a link", fs_.ReadFile(Store("plain.xml"), &text), 0},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.result, c.expected) << c.what;
+  EXPECT_EQ(ReadText(dir_.Path("outside/folder/x.xml")), "outside");
+  EXPECT_EQ(ReadText(dir_.Path("outside/file.xml")), "outside");
+  EXPECT_EQ(Mode(dir_.Path("outside/file.xml")), 0444u);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("outside/folder/y.xml")));
+  EXPECT_FALSE(testing::PathExists(dir_.Path("outside/folder/sub")));
+  EXPECT_TRUE(trace.Has("Env", "FileSystem: ", 64,
+                        "Symbolic link not followed: " + Store("meta")));
+}
+
+TEST_F(ConfinedLinksTest, ALinkItselfIsDescribedCopiedAndDeleted) {
+  FileInfo info;
+  ASSERT_EQ(fs_.GetFileInfo(Store("meta"), &info), 0);
+  EXPECT_FALSE(info.is_directory);
+  ASSERT_EQ(fs_.CopyTree(Store("meta"), Store("meta(backup)")), 0);
+  EXPECT_EQ(std::filesystem::read_symlink(Store("meta(backup)")), dir_.Path("outside/folder"));
+  EXPECT_EQ(fs_.DeleteFile(Store("t.xml")), 0);
+  EXPECT_TRUE(testing::PathExists(dir_.Path("outside/file.xml")));
+  // Outside the confined roots links are followed as before.
+  fs_.ConfineLinksBelow({});
+  ASSERT_EQ(fs_.GetFileInfo(Store("meta"), &info), 0);
+  EXPECT_TRUE(info.is_directory);
 }
 
 }  // namespace
