@@ -356,7 +356,9 @@ OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
   // Below a store root a link describes itself, not its target.
-  const auto stat_call = RefuseLinksBelowRoot(real, LastComponent::kRefuseLink) != 0 ? ::lstat : ::stat;
+  const bool is_confined_link =
+      RefuseLinksBelowRoot(real, LastComponent::kRefuseLink) != os_error::kSuccess;
+  const auto stat_call = is_confined_link ? ::lstat : ::stat;
   struct stat st;
   if (real.empty() || stat_call(real.c_str(), &st) != 0) {
     return real.empty() ? os_error::kPathNotFound : OsErrorFromErrno(errno, real);
