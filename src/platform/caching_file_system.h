@@ -53,10 +53,12 @@ class CachingFileSystem final : public FileSystem {
  private:
   friend class CachingWritableFile;
 
+  // Always built with both members given: clang 14 crashes on default member
+  // initialisers of a nested template used before the class is complete.
   template <typename T>
   struct Answer {
-    OsError error = 0;
-    T value{};
+    OsError error;
+    T value;
   };
   // What was read through one spelling of a path.
   struct Kept {
