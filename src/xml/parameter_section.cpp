@@ -186,17 +186,12 @@ ResultCode Traced(const TraceSite& site, ResultCode result) {
   return result;
 }
 
-// SetSectionParameter reports every result; a creation also ends with "<< PGSP_OK".
-ResultCode FinishSectionWrite(const TraceSite& site, WriteOutcome outcome) {
+// Ends a write: a creation with "<< PGSP_OK", then the result, which
+// Q9XMLSetValue reports only when it is a failure.
+ResultCode FinishWrite(const TraceSite& site, WriteOutcome outcome, bool report_success) {
   if (outcome.created) Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
+  if (outcome.result == PGSP_OK && !report_success) return PGSP_OK;
   return Traced(site, outcome.result);
-}
-
-// Q9XMLSetValue reports only failures; a creation ends with "<< PGSP_OK".
-ResultCode FinishNamedWrite(const TraceSite& site, WriteOutcome outcome) {
-  if (outcome.created) Q9_TRACE(site, trace_level::kResult, "<< PGSP_OK");
-  if (outcome.result != PGSP_OK) return Traced(site, outcome.result);
-  return outcome.result;
 }
 
 // The first parameter of any kind (ignoring case) named `name` in the
@@ -229,7 +224,7 @@ ResultCode DeleteFound(TemplateDocument& document, const char* section, const st
 template <typename Visit>
 void ForEachSectionParameter(const TemplateDocument& document, int32_t section_index, Visit visit) {
   const char* section = SectionElementName(section_index);
-  if (section == nullptr) return;
+  if (section == nullptr || !document.loaded()) return;
   ForEachSection(document, section, IsElementNamedIgnoreCase, [&](xmlNode* element) {
     for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
       if (IsParameterKind(child) && visit(child)) return true;
@@ -334,10 +329,10 @@ ResultCode SetSectionParameter(TemplateDocument& document, int32_t section_index
   constexpr TraceSite kSite{"q9xmlHelper", "SetSectionParameter: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   ParameterWrite write;
-  if (!PrepareSectionWrite(section_index, name, value, type, &write)) {
+  if (!document.loaded() || !PrepareSectionWrite(section_index, name, value, type, &write)) {
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
-  return FinishSectionWrite(kSite, ApplyWrite(document, kSite, write));
+  return FinishWrite(kSite, ApplyWrite(document, kSite, write), true);
 }
 
 ResultCode SetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
@@ -354,7 +349,7 @@ ResultCode SetSectionParameter(XmlContext& xml, const std::string& path, int32_t
   if (loaded != PGSP_OK) return Traced(kSite, loaded);
   const WriteOutcome outcome = ApplyWrite(document, kSite, write);
   SaveIfModified(xml, document, kSite);
-  return FinishSectionWrite(kSite, outcome);
+  return FinishWrite(kSite, outcome, true);
 }
 
 ResultCode DeleteSectionParameter(TemplateDocument& document, int32_t section_index,
@@ -362,7 +357,9 @@ ResultCode DeleteSectionParameter(TemplateDocument& document, int32_t section_in
   constexpr TraceSite kSite{"q9xmlHelper", "DeleteSectionParameter: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   const char* section = SectionElementName(section_index);
-  if (name.empty() || section == nullptr) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  if (!document.loaded() || name.empty() || section == nullptr) {
+    return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
+  }
   return Traced(kSite, DeleteFound(document, section, name));
 }
 
@@ -388,10 +385,10 @@ ResultCode Q9XMLSetValue(TemplateDocument& document, const std::string& section,
   constexpr TraceSite kSite{"q9xmlHelper", "Q9XMLSetValue: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   ParameterWrite write;
-  if (!PrepareNamedWrite(section, name, value, type, &write)) {
+  if (!document.loaded() || !PrepareNamedWrite(section, name, value, type, &write)) {
     return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   }
-  return FinishNamedWrite(kSite, ApplyWrite(document, kSite, write));
+  return FinishWrite(kSite, ApplyWrite(document, kSite, write), false);
 }
 
 ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::string& section,
@@ -414,7 +411,7 @@ ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::st
   }
   const WriteOutcome outcome = ApplyWrite(document, kSite, write);
   SaveIfModified(xml, document, kSite);
-  return FinishNamedWrite(kSite, outcome);
+  return FinishWrite(kSite, outcome, false);
 }
 
 }  // namespace q9

@@ -67,6 +67,7 @@ const char* SectionElementName(int32_t index);
                                              ParameterEntry* entry);
 
 // Every parameter of the section in one pass: what the index walk would yield.
+// Nothing for a document that is not loaded.
 std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
                                               int32_t section_index);
 
@@ -74,10 +75,10 @@ std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
 // CheckParameterValue) in the section elements named exactly after
 // `section_index`, or creates it in the first of them, in the namespace that
 // the section name selects (PrefixForSection), with children "Name" and
-// "Value". Returns 0 when set or created; 87 for an empty name, a section
-// index outside 0 to 7 or a broken value rule; 14 when the document has no
-// element of the section's name. Setting the text a value already has is no
-// change.
+// "Value". Returns 0 when set or created; 87 for a document that is not
+// loaded, an empty name, a section index outside 0 to 7 or a broken value
+// rule; 14 when the document has no element of the section's name. Setting
+// the text a value already has is no change.
 [[nodiscard]] ResultCode SetSectionParameter(TemplateDocument& document, int32_t section_index,
                                              const std::string& name, const std::string& value,
                                              const std::string& type);
@@ -85,8 +86,8 @@ std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
 // Removes the first parameter (any of the three kinds, names compared
 // ignoring case) whose "Name" text equals `name` ignoring case, searching the
 // elements named after `section_index` ignoring case. Returns 0 when removed;
-// 14 when there is none; 87 for an empty name or a section index outside 0
-// to 7.
+// 14 when there is none; 87 for a document that is not loaded, an empty name
+// or a section index outside 0 to 7.
 [[nodiscard]] ResultCode DeleteSectionParameter(TemplateDocument& document, int32_t section_index,
                                                 const std::string& name);
 
@@ -100,10 +101,10 @@ std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
 // The operations on the file `path` (file-name rule applied): each loads the
 // file through `xml`, applies the operation above and saves the file whole
 // (atomically) when the document was modified. A failed save is traced, not
-// reported. Beyond the results above they return 87 for an empty path, before
-// the file is read, and 8508 when the file cannot be loaded; GetSectionParameter
-// and Q9XMLSetValue return CheckFileSize's result first when it is not 0.
-// GetSectionParameter returns 87 for any null output.
+// reported. Beyond the results above they return 87 also for an empty path
+// (every 87 comes before the file is read) and 8508 when the file cannot be
+// loaded; GetSectionParameter and Q9XMLSetValue first return CheckFileSize's
+// result when it is not 0. GetSectionParameter returns 87 for any null output.
 [[nodiscard]] ResultCode GetSectionParameter(XmlContext& xml, const std::string& path,
                                              int32_t section_index, int32_t parameter_index,
                                              std::string* name, std::string* value,

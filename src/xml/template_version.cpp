@@ -42,7 +42,9 @@ ResultCode StampVersion(TemplateDocument& document, const std::string& major,
 ResultCode SetTemplateVersion(TemplateDocument& document, const std::string& major,
                               const std::string& minor) {
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (major.empty() || minor.empty()) return Traced(PGSP_ERR_INVALID_PARAMETERS);
+  if (!document.loaded() || major.empty() || minor.empty()) {
+    return Traced(PGSP_ERR_INVALID_PARAMETERS);
+  }
   return Traced(StampVersion(document, major, minor));
 }
 
