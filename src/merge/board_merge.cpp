@@ -40,12 +40,7 @@ void ForEachConstraintParam(const TemplateDocument& source, const TemplateDocume
 void AddMissingConstraints(const TemplateDocument& source, const TemplateDocument& target,
                            bool* changed) {
   ForEachConstraintParam(source, target, changed, [&](const xmlNode* param, xmlNode* target_param) {
-    for (const xmlNode* constraint : ChildrenNamed(param, "Constraint")) {
-      const std::string name = AttributeText(constraint, "Name");
-      if (ChildWithAttribute(target_param, "Constraint", "Name", name) != nullptr) continue;
-      const std::string value = AttributeText(constraint, "Value");
-      AddConstraint(target, target_param, name, value);
-      *changed = true;
+    for (const auto& [name, value] : AddConstraintsMissingIn(target, param, target_param, changed)) {
       Q9_TRACE(kSite, trace_level::kProgress, "To Parameter: %s, add Constraint: %s, with Value: %s",
                AttributeText(param, "Name").c_str(), name.c_str(), value.c_str());
     }
@@ -55,15 +50,7 @@ void AddMissingConstraints(const TemplateDocument& source, const TemplateDocumen
 void AddMissingConstraintValues(const TemplateDocument& source, const TemplateDocument& target,
                                 bool* changed) {
   ForEachConstraintParam(source, target, changed, [&](const xmlNode* param, xmlNode* target_param) {
-    const xmlNode* collection = ChildNamed(param, "ValueCollection");
-    if (collection == nullptr) return;
-    xmlNode* target_collection = FindOrAddChild(target, target_param, "ValueCollection", changed);
-    if (target_collection == nullptr) return;
-    const std::vector<std::string> present = CollectionValues(target_collection);
-    for (const std::string& value : CollectionValues(collection)) {
-      if (Contains(present, value)) continue;
-      AddValue(target, target_collection, value);
-      *changed = true;
+    for (const std::string& value : AddValuesMissingIn(target, param, target_param, changed)) {
       Q9_TRACE(kSite, trace_level::kProgress, "To Parameter: %s, in collection add Value: %s",
                AttributeText(param, "Name").c_str(), value.c_str());
     }
@@ -107,43 +94,35 @@ void MergeSupportCollection(const TemplateDocument& source, const TemplateDocume
 
 void MergeBoards(XmlContext& xml, InstallLog& log, const std::string& source_file,
                  const std::string& target_file) {
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  log.Write(">> MergeBoards");
-  log.Write("Merging ", source_file, " with ", target_file);
-  Q9_TRACE(kSite, trace_level::kProgress, "Merging: %s with: %s", source_file.c_str(),
-           target_file.c_str());
-  TemplateDocument source;
-  TemplateDocument target;
-  if (LoadMergePair(xml, source_file, target_file, &source, &target, kSite)) {
-    bool changed = false;
-    log.Write("Merge Parameters from :  <BoardAttributes> and <Install>");
-    // Board settings a user changed survive, as in a merge without overwrite.
-    MergeParameterSections(source, target,
-                           {static_cast<int32_t>(ParameterSection::kBoardAttributes),
-                            static_cast<int32_t>(ParameterSection::kInstall)},
-                           0, kSite);
-    log.Write("Merge Parameters from :  <Constraints>");
-    AddMissingConstraints(source, target, &changed);
-    log.Write("Merge ValueCollections from :  <Constraints>");
-    AddMissingConstraintValues(source, target, &changed);
-    log.Write("Merge ValueCollections from :  <NotSupportedSection> and <BaseSupportedSection>");
-    MergeSupportCollection(source, target,
-                           {"NotSupportedSection", "NotSupported",
-                            "Kein NotSupported gefunden -> Create it",
-                            {"BaseSupportedSection", "UserInterface", "UserInterface64"}},
-                           &changed);
-    MergeSupportCollection(source, target,
-                           {"BaseSupportedSection", "BaseSupported",
-                            "Kein BaseSupported gefunden -> Create it",
-                            {"UserInterface", "UserInterface64"}},
-                           &changed);
-    log.Write("Merge Parameters from :  <UserInterface>");
-    if (changed) target.MarkModified();
-    MergeUserInterfaces(source, target, kSite);
-    SaveMergeTarget(xml, target, kSite);
-  }
-  log.Write("<< MergeBoards");
-  Q9_TRACE(kSite, trace_level::kResult, "<< End");
+  RunMerge(xml, log, "MergeBoards", kSite, source_file, target_file,
+           [&](const TemplateDocument& source, TemplateDocument& target) {
+             bool changed = false;
+             log.Write("Merge Parameters from :  <BoardAttributes> and <Install>");
+             // Board settings a user changed survive, as in a merge without overwrite.
+             MergeParameterSections(source, target,
+                                    {static_cast<int32_t>(ParameterSection::kBoardAttributes),
+                                     static_cast<int32_t>(ParameterSection::kInstall)},
+                                    0, kSite);
+             log.Write("Merge Parameters from :  <Constraints>");
+             AddMissingConstraints(source, target, &changed);
+             log.Write("Merge ValueCollections from :  <Constraints>");
+             AddMissingConstraintValues(source, target, &changed);
+             log.Write("Merge ValueCollections from :  <NotSupportedSection> and "
+                       "<BaseSupportedSection>");
+             MergeSupportCollection(source, target,
+                                    {"NotSupportedSection", "NotSupported",
+                                     "Kein NotSupported gefunden -> Create it",
+                                     {"BaseSupportedSection", "UserInterface", "UserInterface64"}},
+                                    &changed);
+             MergeSupportCollection(source, target,
+                                    {"BaseSupportedSection", "BaseSupported",
+                                     "Kein BaseSupported gefunden -> Create it",
+                                     {"UserInterface", "UserInterface64"}},
+                                    &changed);
+             log.Write("Merge Parameters from :  <UserInterface>");
+             if (changed) target.MarkModified();
+             MergeUserInterfaces(source, target, kSite);
+           });
 }
 
 }  // namespace q9

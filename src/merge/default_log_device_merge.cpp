@@ -96,29 +96,20 @@ void MergeLoadEntries(const TemplateDocument& source, TemplateDocument& target) 
 
 void MergeDefaultLogDevices(XmlContext& xml, InstallLog& log, const std::string& source_file,
                             const std::string& target_file, uint8_t overwrite) {
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  log.Write(">> MergeDefaultLogDevices");
-  log.Write("Merging ", source_file, " with ", target_file);
-  Q9_TRACE(kSite, trace_level::kProgress, "Merging: %s with: %s", source_file.c_str(),
-           target_file.c_str());
-  TemplateDocument source;
-  TemplateDocument target;
-  if (LoadMergePair(xml, source_file, target_file, &source, &target, kSite)) {
-    log.Write("Enumerate and merge Parameters from:  <LocalSettings>, <NetworkSettings>, "
-              "<Bindings>, <Ndi>, <SpareSection> and <DeviceHeader>");
-    MergeParameterSections(source, target, {0, 1, 2, 3, 4, 5}, overwrite, kSite);
-    log.Write("Enumerate and merge Parameters from:  <SpareSection>");
-    RemoveSpareDuplicates(target);
-    log.Write("Merge Subdevices");
-    MergeSubdevices(source, target, overwrite);
-    log.Write("Enumerate and merge Parameters from:  <Load>");
-    MergeLoadEntries(source, target);
-    log.Write("Enumerate and merge Parameters from:  <UserInterface>");
-    MergeUserInterfaces(source, target, kSite);
-    SaveMergeTarget(xml, target, kSite);
-  }
-  log.Write("<< MergeDefaultLogDevices");
-  Q9_TRACE(kSite, trace_level::kResult, "<< End");
+  RunMerge(xml, log, "MergeDefaultLogDevices", kSite, source_file, target_file,
+           [&](const TemplateDocument& source, TemplateDocument& target) {
+             log.Write("Enumerate and merge Parameters from:  <LocalSettings>, <NetworkSettings>, "
+                       "<Bindings>, <Ndi>, <SpareSection> and <DeviceHeader>");
+             MergeParameterSections(source, target, {0, 1, 2, 3, 4, 5}, overwrite, kSite);
+             log.Write("Enumerate and merge Parameters from:  <SpareSection>");
+             RemoveSpareDuplicates(target);
+             log.Write("Merge Subdevices");
+             MergeSubdevices(source, target, overwrite);
+             log.Write("Enumerate and merge Parameters from:  <Load>");
+             MergeLoadEntries(source, target);
+             log.Write("Enumerate and merge Parameters from:  <UserInterface>");
+             MergeUserInterfaces(source, target, kSite);
+           });
 }
 
 }  // namespace q9

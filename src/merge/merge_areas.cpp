@@ -47,6 +47,24 @@ void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const Trac
   }
 }
 
+void RunMerge(XmlContext& xml, InstallLog& log, const std::string& name, const TraceSite& site,
+              const std::string& source_file, const std::string& target_file,
+              const std::function<void(const TemplateDocument&, TemplateDocument&)>& steps) {
+  Q9_TRACE(site, trace_level::kEntry, ">> Start");
+  log.Write(">> ", name);
+  log.Write("Merging ", source_file, " with ", target_file);
+  Q9_TRACE(site, trace_level::kProgress, "Merging: %s with: %s", source_file.c_str(),
+           target_file.c_str());
+  TemplateDocument source;
+  TemplateDocument target;
+  if (LoadMergePair(xml, source_file, target_file, &source, &target, site)) {
+    steps(source, target);
+    SaveMergeTarget(xml, target, site);
+  }
+  log.Write("<< ", name);
+  Q9_TRACE(site, trace_level::kResult, "<< End");
+}
+
 void MergeUserInterfaces(const TemplateDocument& source, TemplateDocument& target,
                          const TraceSite& site) {
   for (int32_t section : {kUserInterfaceSection, kUserInterface64Section}) {

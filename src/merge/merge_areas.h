@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include <functional>
 #include <string>
+
+#include "log/install_log.h"
 
 #include "trace/trace.h"
 #include "xml/template_document.h"
@@ -23,6 +26,14 @@ bool LoadMergePair(XmlContext& xml, const std::string& source_file,
 // Saves the target, atomically, when the merge modified it; a failed save is
 // traced and leaves the file as it was.
 void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const TraceSite& site);
+
+// One merge of `source_file` into `target_file`: ">> <name>" and the
+// "Merging" line in the install log and the start traced, both files loaded,
+// `steps` run on them, the target saved when it was modified, "<< <name>"
+// logged and the end traced. A file that cannot be loaded skips the steps.
+void RunMerge(XmlContext& xml, InstallLog& log, const std::string& name, const TraceSite& site,
+              const std::string& source_file, const std::string& target_file,
+              const std::function<void(const TemplateDocument&, TemplateDocument&)>& steps);
 
 // For UserInterface and then UserInterface64: every source entry is written
 // into the target, "PropSheet" and "Diagnosis" with their value as function,

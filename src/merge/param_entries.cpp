@@ -1,5 +1,7 @@
 #include "merge/param_entries.h"
 
+#include <algorithm>
+
 #include "merge/tree_edit.h"
 #include "xml/dom_helpers.h"
 
@@ -52,16 +54,42 @@ xmlNode* FindOrAddParam(const TemplateDocument& target, xmlNode* parent, const x
   return param;
 }
 
-void AddConstraint(const TemplateDocument& target, xmlNode* param, const std::string& name,
-                   const std::string& value) {
-  xmlNode* constraint = AddElement(target, param, "Constraint", {"ValueCollection"});
-  if (constraint == nullptr) return;
-  xmlSetProp(constraint, ToXml("Name"), ToXml(name.c_str()));
-  xmlSetProp(constraint, ToXml("Value"), ToXml(value.c_str()));
+std::vector<std::pair<std::string, std::string>> AddConstraintsMissingIn(
+    const TemplateDocument& target, const xmlNode* from, xmlNode* into, bool* changed) {
+  std::vector<std::pair<std::string, std::string>> added;
+  for (const xmlNode* constraint : ChildrenNamed(from, "Constraint")) {
+    std::string name = AttributeText(constraint, "Name");
+    if (ChildWithAttribute(into, "Constraint", "Name", name) != nullptr) continue;
+    xmlNode* copy = AddElement(target, into, "Constraint", {"ValueCollection"});
+    if (copy == nullptr) continue;
+    std::string value = AttributeText(constraint, "Value");
+    xmlSetProp(copy, ToXml("Name"), ToXml(name.c_str()));
+    xmlSetProp(copy, ToXml("Value"), ToXml(value.c_str()));
+    *changed = true;
+    added.emplace_back(std::move(name), std::move(value));
+  }
+  return added;
 }
 
 void AddValue(const TemplateDocument& target, xmlNode* collection, const std::string& text) {
   if (xmlNode* value = AddElement(target, collection, "Value")) SetElementText(value, text);
+}
+
+std::vector<std::string> AddValuesMissingIn(const TemplateDocument& target, const xmlNode* from,
+                                            xmlNode* into, bool* changed) {
+  std::vector<std::string> added;
+  const xmlNode* collection = ChildNamed(from, "ValueCollection");
+  if (collection == nullptr) return added;
+  xmlNode* target_collection = FindOrAddChild(target, into, "ValueCollection", changed);
+  if (target_collection == nullptr) return added;
+  const std::vector<std::string> present = CollectionValues(target_collection);
+  for (const std::string& text : CollectionValues(collection)) {
+    if (std::find(present.begin(), present.end(), text) != present.end()) continue;
+    AddValue(target, target_collection, text);
+    *changed = true;
+    added.push_back(text);
+  }
+  return added;
 }
 
 }  // namespace q9

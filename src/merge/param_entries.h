@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "xml/template_document.h"
@@ -36,11 +37,19 @@ xmlNode* FindOrAddChild(const TemplateDocument& target, xmlNode* parent, const c
 xmlNode* FindOrAddParam(const TemplateDocument& target, xmlNode* parent, const xmlNode* from,
                         bool* changed);
 
-// Adds a `Constraint Name= Value=` to `param`, in front of its ValueCollection.
-void AddConstraint(const TemplateDocument& target, xmlNode* param, const std::string& name,
-                   const std::string& value);
+// Adds to the target Param `into` every constraint of the source Param `from`
+// that it lacks, in front of its ValueCollection, and returns them as (name,
+// value) in order. Sets `*changed` when it added any.
+std::vector<std::pair<std::string, std::string>> AddConstraintsMissingIn(
+    const TemplateDocument& target, const xmlNode* from, xmlNode* into, bool* changed);
 
 // Appends a `Value` holding `text` to `collection`.
 void AddValue(const TemplateDocument& target, xmlNode* collection, const std::string& text);
+
+// Appends to the collection of the target Param `into` (created when missing)
+// every value of the source Param `from`'s collection that it lacks, and
+// returns them in order. Sets `*changed` when it changed the target.
+std::vector<std::string> AddValuesMissingIn(const TemplateDocument& target, const xmlNode* from,
+                                            xmlNode* into, bool* changed);
 
 }  // namespace q9

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,10 +14,6 @@ constexpr TraceSite kSite{"Merge", "MergeProtocols: "};
 // The ParamSection that lists what users may change: its Params are the
 // user's, so they are added when missing and otherwise left alone.
 constexpr std::string_view kUserSection = "USER";
-
-bool Contains(const std::vector<std::string>& texts, const std::string& text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
 
 // Calls visit(source param, target param, section name) for every Param of the
 // source's sections but USER, creating the target's section and Param first.
@@ -43,12 +38,7 @@ void ForEachParam(const TemplateDocument& source, const TemplateDocument& target
 void AddMissingConstraints(const TemplateDocument& source, const TemplateDocument& target,
                            bool* changed) {
   ForEachParam(source, target, changed, [&](const xmlNode* param, xmlNode* target_param) {
-    for (const xmlNode* constraint : ChildrenNamed(param, "Constraint")) {
-      const std::string name = AttributeText(constraint, "Name");
-      if (ChildWithAttribute(target_param, "Constraint", "Name", name) != nullptr) continue;
-      const std::string value = AttributeText(constraint, "Value");
-      AddConstraint(target, target_param, name, value);
-      *changed = true;
+    for (const auto& [name, value] : AddConstraintsMissingIn(target, param, target_param, changed)) {
       Q9_TRACE(kSite, trace_level::kProgress, "For Param: %s, add Constraint: %s, with Value: %s",
                AttributeText(param, "Name").c_str(), name.c_str(), value.c_str());
     }
@@ -76,15 +66,7 @@ void OverwriteConstraintValues(const TemplateDocument& source, const TemplateDoc
 void AddMissingValues(const TemplateDocument& source, const TemplateDocument& target,
                       bool* changed) {
   ForEachParam(source, target, changed, [&](const xmlNode* param, xmlNode* target_param) {
-    const xmlNode* collection = ChildNamed(param, "ValueCollection");
-    if (collection == nullptr) return;
-    xmlNode* target_collection = FindOrAddChild(target, target_param, "ValueCollection", changed);
-    if (target_collection == nullptr) return;
-    const std::vector<std::string> present = CollectionValues(target_collection);
-    for (const std::string& value : CollectionValues(collection)) {
-      if (Contains(present, value)) continue;
-      AddValue(target, target_collection, value);
-      *changed = true;
+    for (const std::string& value : AddValuesMissingIn(target, param, target_param, changed)) {
       Q9_TRACE(kSite, trace_level::kProgress, "Add Value: %s to Parameter: %s", value.c_str(),
                AttributeText(param, "Name").c_str());
     }
@@ -106,16 +88,8 @@ void AddMissingUserParams(const TemplateDocument& source, const TemplateDocument
     if (ChildWithAttribute(into, "Param", "Name", name) != nullptr) continue;
     xmlNode* added = FindOrAddParam(target, into, param, changed);
     if (added == nullptr) continue;
-    for (const xmlNode* constraint : ChildrenNamed(param, "Constraint")) {
-      AddConstraint(target, added, AttributeText(constraint, "Name"),
-                    AttributeText(constraint, "Value"));
-    }
-    const xmlNode* collection = ChildNamed(param, "ValueCollection");
-    if (collection == nullptr) continue;
-    xmlNode* target_collection = FindOrAddChild(target, added, "ValueCollection", changed);
-    if (target_collection == nullptr) continue;
-    for (const std::string& value : CollectionValues(collection)) {
-      AddValue(target, target_collection, value);
+    AddConstraintsMissingIn(target, param, added, changed);
+    for (const std::string& value : AddValuesMissingIn(target, param, added, changed)) {
       Q9_TRACE(kSite, trace_level::kProgress, "To USER from Parameter: %s, add Param-Value: %s - %s",
                name.c_str(), AttributeText(param, "Type").c_str(), value.c_str());
     }
@@ -126,29 +100,20 @@ void AddMissingUserParams(const TemplateDocument& source, const TemplateDocument
 
 void MergeProtocols(XmlContext& xml, InstallLog& log, const std::string& source_file,
                     const std::string& target_file) {
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  log.Write(">> MergeProtocols");
-  log.Write("Merging ", source_file, " with ", target_file);
-  Q9_TRACE(kSite, trace_level::kProgress, "Merging: %s with: %s", source_file.c_str(),
-           target_file.c_str());
-  TemplateDocument source;
-  TemplateDocument target;
-  if (LoadMergePair(xml, source_file, target_file, &source, &target, kSite)) {
-    bool changed = false;
-    log.Write("Merge ParamSections");
-    AddMissingConstraints(source, target, &changed);
-    log.Write("Merge ValueCollection");
-    OverwriteConstraintValues(source, target, &changed);
-    log.Write("Merge ValueCollections and Parameters");
-    AddMissingValues(source, target, &changed);
-    AddMissingUserParams(source, target, &changed);
-    log.Write("Merge Parameters from:  <UserInterface>");
-    if (changed) target.MarkModified();
-    MergeUserInterfaces(source, target, kSite);
-    SaveMergeTarget(xml, target, kSite);
-  }
-  log.Write("<< MergeProtocols");
-  Q9_TRACE(kSite, trace_level::kResult, "<< End");
+  RunMerge(xml, log, "MergeProtocols", kSite, source_file, target_file,
+           [&](const TemplateDocument& source, TemplateDocument& target) {
+             bool changed = false;
+             log.Write("Merge ParamSections");
+             AddMissingConstraints(source, target, &changed);
+             log.Write("Merge ValueCollection");
+             OverwriteConstraintValues(source, target, &changed);
+             log.Write("Merge ValueCollections and Parameters");
+             AddMissingValues(source, target, &changed);
+             AddMissingUserParams(source, target, &changed);
+             log.Write("Merge Parameters from:  <UserInterface>");
+             if (changed) target.MarkModified();
+             MergeUserInterfaces(source, target, kSite);
+           });
 }
 
 }  // namespace q9
