@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "merge/merge_areas.h"
-#include "merge/parameter_merge.h"
 #include "merge/merges.h"
 #include "merge/param_entries.h"
+#include "merge/parameter_merge.h"
 #include "merge/tree_edit.h"
 #include "xml/parameter_section.h"
 

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "merge/merge_areas.h"
-#include "merge/parameter_merge.h"
 #include "merge/merges.h"
+#include "merge/parameter_merge.h"
 #include "merge/section_entries.h"
 #include "platform/path.h"
 #include "xml/parameter_section.h"

@@ -67,25 +67,22 @@ void CarryOverSection(const TemplateDocument& backed_up, TemplateDocument& fresh
   }
 }
 
-}  // namespace
+// Warns the user that the interface `name` starts from its defaults again.
+void WarnOfReset(Env& env, const std::string& name) {
+  env.process().ShowWarning("The interface parameter assignment of the interface " + name +
+                            " are reset to default. Please check the properties of this "
+                            "interface and change if necessary.");
+  Q9_TRACE(kSite, trace_level::kWarning, "Warning: MajorVersion different: %s", name.c_str());
+}
 
-void MergeLogDevices(XmlContext& xml, InstallLog& /*log*/, const std::string& new_file,
-                     const std::string& backed_up_file) {
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  Q9_TRACE(kSite, trace_level::kProgress, "Merging new LogDevice: %s,  with backed up LogDevice: %s",
-           new_file.c_str(), backed_up_file.c_str());
+void CarryOver(XmlContext& xml, const std::string& new_file, const std::string& backed_up_file) {
   TemplateDocument backed_up;
   TemplateDocument fresh;
   if (!LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite)) return;
   if (!VersionsAllowMerge(VersionNumber(fresh, "MajorVersion"), VersionNumber(fresh, "MinorVersion"),
                           VersionNumber(backed_up, "MajorVersion"),
                           VersionNumber(backed_up, "MinorVersion"))) {
-    const std::string name(BaseName(backed_up_file));
-    xml.env().process().ShowWarning(
-        "The interface parameter assignment of the interface " + name +
-        " are reset to default. Please check the properties of this interface and change if "
-        "necessary.");
-    Q9_TRACE(kSite, trace_level::kWarning, "Warning: MajorVersion different: %s", name.c_str());
+    WarnOfReset(xml.env(), std::string(BaseName(backed_up_file)));
     return;
   }
   for (const ParameterSection section : {ParameterSection::kLocalSettings,
@@ -99,6 +96,16 @@ void MergeLogDevices(XmlContext& xml, InstallLog& /*log*/, const std::string& ne
     CarryOverSection(backed_up, fresh, static_cast<int32_t>(section));
   }
   SaveMergeTarget(xml, fresh, kSite);
+}
+
+}  // namespace
+
+void MergeLogDevices(XmlContext& xml, InstallLog& /*log*/, const std::string& new_file,
+                     const std::string& backed_up_file) {
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  Q9_TRACE(kSite, trace_level::kProgress, "Merging new LogDevice: %s,  with backed up LogDevice: %s",
+           new_file.c_str(), backed_up_file.c_str());
+  CarryOver(xml, new_file, backed_up_file);
   Q9_TRACE(kSite, trace_level::kResult, "<< End");
 }
 

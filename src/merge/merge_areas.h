@@ -1,16 +1,11 @@
-// The steps that several merges share, run on a loaded source and target.
-// They write trace records under the caller's site; the install-log lines
-// that announce them stay with the callers, whose texts differ.
+// What the merges share: their frame (install-log lines, loading, the one
+// save) and the user-interface step. Trace records go under the caller's site.
 #pragma once
-
-#include <cstdint>
-#include <initializer_list>
 
 #include <functional>
 #include <string>
 
 #include "log/install_log.h"
-
 #include "trace/trace.h"
 #include "xml/template_document.h"
 #include "xml/xml_context.h"
