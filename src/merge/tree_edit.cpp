@@ -49,6 +49,7 @@ xmlNode* FirstElementNamed(const TemplateDocument& document, std::string_view na
 }
 
 xmlNode* ChildNamed(const xmlNode* parent, std::string_view name) {
+  if (parent == nullptr) return nullptr;
   for (xmlNode* child = parent->children; child != nullptr; child = child->next) {
     if (IsElementNamed(child, name)) return child;
   }

@@ -18,7 +18,8 @@ xmlNode* FirstElementNamed(const TemplateDocument& document, std::string_view na
 xmlNode* ChildWithAttribute(const xmlNode* parent, std::string_view element,
                             const char* attribute, std::string_view value);
 
-// The first child element of `parent` named `name`; null when there is none.
+// The first child element of `parent` named `name`; null when there is none
+// or `parent` is null (a section the template does not have).
 xmlNode* ChildNamed(const xmlNode* parent, std::string_view name);
 
 // The value of attribute `name` of `element`; "" when it is absent.
