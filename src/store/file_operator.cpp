@@ -4,7 +4,6 @@
 
 #include "platform/path.h"
 #include "trace/trace.h"
-#include "xml/streaming_reader.h"
 #include "xml/validation.h"
 
 namespace q9 {
@@ -54,9 +53,9 @@ struct Identity {
 
 Identity ReadLogDeviceIdentity(XmlContext& xml, const std::string& path) {
   Identity identity;
-  (void)ReadRootAttribute(xml, path, "DeviceID", &identity.device_id);
-  (void)ReadRootAttribute(xml, path, "CP_TYPE", &identity.cp_type);
-  (void)ReadParameterValue(xml, path, "DeviceHeader", "DeviceName", &identity.device_name);
+  (void)xml.facts().RootAttribute(path, "DeviceID", &identity.device_id);
+  (void)xml.facts().RootAttribute(path, "CP_TYPE", &identity.cp_type);
+  (void)xml.facts().ParameterValue(path, "DeviceHeader", "DeviceName", &identity.device_name);
   return identity;
 }
 
@@ -90,6 +89,7 @@ ResultCode FileOperator::CopyFiles(InstallLog& log, const std::string& source,
   }
   Q9_TRACE(kSite, 64, "From: %s,  To: %s,", source.c_str(), destination.c_str());
   const OsError error = env_.files().CopyFile(source, destination, overwrite != 0);
+  xml_.facts().Forget(destination);
   // The line comes before the outcome is looked at, so it appears for failed copies too.
   log.Write("File:   ", source, "   copied to:   ", destination);
   ResultCode result = PGSP_OK;
@@ -149,6 +149,7 @@ ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& sourc
       env_.files().CopyTree(source, target) == os_error::kSuccess) {
     result = PGSP_OK;
   }
+  xml_.facts().ForgetAll();
   Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
   log.Write("<< CopyDirectory returns with: ", std::to_string(result));
   return result;
@@ -330,10 +331,10 @@ ResultCode FileOperator::DeleteAssociatedLogDevices(const std::string& name) {
   std::string board_device_id;
   Identity template_identity;
   if (protocol) {
-    (void)ReadRootAttribute(xml_, JoinPath(paths_.MetaProtocols(), name), "Name", &protocol_name);
+    (void)xml_.facts().RootAttribute(JoinPath(paths_.MetaProtocols(), name), "Name", &protocol_name);
   }
   if (board) {
-    (void)ReadRootAttribute(xml_, JoinPath(paths_.MetaBoards(), name), "DeviceID",
+    (void)xml_.facts().RootAttribute(JoinPath(paths_.MetaBoards(), name), "DeviceID",
                             &board_device_id);
   }
   if (default_log_device) {

@@ -1,5 +1,7 @@
 #include "xml/template_document.h"
 
+#include "xml/xml_context.h"
+
 #include <limits>
 
 #include "platform/path.h"
@@ -100,7 +102,9 @@ ResultCode TemplateDocument::Save(XmlContext& xml) const {
   // Write errors show only when the context is closed.
   if (xmlSaveClose(save.release()) < 0 || written < 0) return PGSP_ERR_CANT_LOAD_XML_FILE;
   if (had_crlf_ && !IsUtf16(doc_.get())) text = WithCrlf(text);
-  return xml.env().files().WriteFileAtomic(path_, text);
+  const OsError error = xml.env().files().WriteFileAtomic(path_, text);
+  xml.facts().Forget(path_);
+  return error;
 }
 
 ResultCode CheckFileSize(XmlContext& xml, const std::string& path) {

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/env.h"
+#include "xml/template_facts.h"
 
 namespace q9 {
 
@@ -24,10 +25,13 @@ class XmlContext {
   Env& env() const { return env_; }
   // The schemas compiled in this run; ValidateFile fills it.
   SchemaCache& schemas() const { return *schemas_; }
+  // Identity and version values of templates, read once per file version.
+  TemplateFacts& facts() { return facts_; }
 
  private:
   Env& env_;
   std::unique_ptr<SchemaCache> schemas_;
+  TemplateFacts facts_{*this};
 };
 
 }  // namespace q9

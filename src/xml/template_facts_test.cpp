@@ -1,0 +1,93 @@
+#include "xml/template_facts.h"
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+#include "xml/streaming_reader.h"
+#include "xml/template_document.h"
+#include "xml/xml_context.h"
+#include "xml_test_support.h"
+
+namespace q9 {
+namespace {
+
+// Result code and value of one look-up, for comparing the index with the
+// readers it stands in for.
+struct Answer {
+  ResultCode code;
+  std::string value;
+  bool operator==(const Answer&) const = default;
+};
+
+class TemplateFactsTest : public ::testing::Test {
+ protected:
+  Answer Fact(const std::string& path, const std::string& attribute) {
+    Answer answer{0, "stale"};
+    answer.code = attribute.empty()
+                      ? xml_.facts().ParameterValue(path, "DeviceHeader", "DeviceName", &answer.value)
+                      : xml_.facts().RootAttribute(path, attribute, &answer.value);
+    return answer;
+  }
+  Answer Read(const std::string& path, const std::string& attribute) {
+    Answer answer{0, "stale"};
+    answer.code = attribute.empty()
+                      ? ReadParameterValue(xml_, path, "DeviceHeader", "DeviceName", &answer.value)
+                      : ReadRootAttribute(xml_, path, attribute, &answer.value);
+    return answer;
+  }
+
+  Env& env_ = Env::Default();
+  XmlContext xml_{env_};
+  testing::TempDir dir_;
+};
+
+TEST_F(TemplateFactsTest, AnswersAsTheReadersDoTheFirstTimeAndAfterwards) {
+  const std::string device =
+      "<LogDevice DeviceID=\"A\" Extension=\"\"><DeviceHeader><Parameter><Name>DeviceName</Name>"
+      "<Value>N</Value></Parameter></DeviceHeader></LogDevice>";
+  const std::string files[] = {
+      dir_.WriteFile("d.xml", device),
+      dir_.WriteFile("broken.xml", "<LogDevice DeviceID="),
+      dir_.WriteFile("empty.xml", ""),
+      dir_.WriteFile("text.xml", "no XML"),
+      dir_.MakeDir("folder.xml"),
+      dir_.Path("missing.xml"),
+      dir_.Path("d"),  // the file-name rule finds d.xml
+      "",
+  };
+  for (const std::string& file : files) {
+    for (const char* attribute : {"DeviceID", "CP_TYPE", "Extension", ""}) {
+      const Answer expected = Read(file, attribute);
+      EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
+      EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
+    }
+  }
+}
+
+TEST_F(TemplateFactsTest, AnswersFromMemoryWithTheReadersTraceUntilTheFileChanges) {
+  const std::string path = dir_.WriteFile("d.xml", "<LogDevice DeviceID=\"A\"/>");
+  ASSERT_EQ(Fact(path, "DeviceID"), (Answer{PGSP_OK, "A"}));
+  // A save of the same size within the same clock tick still shows.
+  TemplateDocument document;
+  ASSERT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_OK);
+  xmlSetProp(document.root(), ToXml("DeviceID"), ToXml("B"));
+  ASSERT_EQ(document.Save(xml_), PGSP_OK);
+  testing::ClearTraces();
+  EXPECT_EQ(Fact(path, "DeviceID"), (Answer{PGSP_OK, "B"}));
+  EXPECT_EQ(Fact(path, "DeviceID"), (Answer{PGSP_OK, "B"}));
+  std::vector<std::string> reads;
+  for (const testing::TraceLine& line : testing::CapturedTraces()) {
+    if (line.function == "ReadRootAttribute: ") reads.push_back(line.text);
+  }
+  EXPECT_EQ(reads,
+            (std::vector<std::string>{">> Start", "<< return lRet = 0", ">> Start",
+                                      "<< return lRet = 0"}));
+  // A file that could not be read is looked at again.
+  const std::string later = dir_.Path("later.xml");
+  EXPECT_EQ(Fact(later, "DeviceID").code, PGSP_ERR_CANT_LOAD_XML_FILE);
+  dir_.WriteFile("later.xml", "<LogDevice DeviceID=\"C\"/>");
+  EXPECT_EQ(Fact(later, "DeviceID"), (Answer{PGSP_OK, "C"}));
+}
+
+}  // namespace
+}  // namespace q9
