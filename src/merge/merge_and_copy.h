@@ -15,11 +15,26 @@ class Merger {
  public:
   Merger(InstallLog& log, FileOperator& files) : log_(log), files_(files) {}
 
-  // Default log devices, then protocols, then boards. Returns 0, or 3 when a
-  // meta kind folder is empty afterwards.
+  // Default log devices, then protocols, then boards, from the Install tree
+  // below `program_files_root` into its meta tree. Identities, versions and
+  // file names compare without regard to case; a template that fails
+  // validation is left out ("Warning: Invalid file: " + path in the log), one
+  // with a double entry too (traced only). Failed merges and copies do not
+  // stop the run. Returns 0, or 3 when a meta kind folder is empty afterwards
+  // (the kinds after it are not looked at).
   [[nodiscard]] ResultCode MergeAndCopyTemplates(const std::string& program_files_root);
 
+  // 87 ("Error: Double Entry found ..." traced) when two parameters of the
+  // sections 0 to 7 of the default log device `path` agree in name, value and
+  // kind; otherwise 0, also for a file that does not load (validation reports
+  // that one).
+  [[nodiscard]] ResultCode ValidateValues(const std::string& path);
+
  private:
+  struct Folders;
+  void MergeDefaultLogDeviceFile(const Folders& folders, const std::string& name);
+  void MergeProtocolOrBoardFile(const Folders& folders, bool protocol, const std::string& name);
+
   InstallLog& log_;
   FileOperator& files_;
 };

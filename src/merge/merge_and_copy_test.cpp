@@ -1,0 +1,322 @@
+#include "merge/merge_and_copy.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "temp_dir.h"
+#include "template_files.h"
+#include "test_env.h"
+#include "trace_capture.h"
+#include "xml/streaming_reader.h"
+
+namespace q9 {
+namespace {
+
+using testing::BoardXml;
+using testing::LogDeviceXml;
+using testing::PathExists;
+using testing::ProtocolXml;
+using testing::ReadText;
+using testing::StringFile;
+using testing::TempDir;
+using testing::TestEnv;
+using testing::TraceCapture;
+
+constexpr const char* kMerge = "MergeAndCopyTemplates: ";
+
+// A default log device whose LocalSettings/Timeout says where it came from.
+std::string Device(const std::string& attributes, const std::string& timeout,
+                   const std::string& device_name = "DEV") {
+  return LogDeviceXml(attributes, device_name,
+                      "  <LocalSettings>\n    <ParameterInt><Name>Timeout</Name><Value>" +
+                          timeout + "</Value></ParameterInt>\n  </LocalSettings>\n");
+}
+
+class MergeAndCopyTest : public ::testing::Test {
+ protected:
+  MergeAndCopyTest()
+      : log_(test_.env, std::make_unique<StringFile>(&log_text_)),
+        paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
+        files_(test_.env, xml_, paths_),
+        merger_(log_, files_) {
+    std::filesystem::copy(testing::SampleStore() + "/Schemes", dir_.MakeDir("files/Schemes"));
+    MakeKindFolders();
+    log_text_.clear();
+  }
+
+  void MakeKindFolders() {
+    for (const char* kind : {"DefaultLogDevices", "Protocols", "Boards"}) {
+      dir_.MakeDir(std::string("files/meta/") + kind);
+    }
+    for (const char* kind : {"DefaultLogdevices", "Protocols", "Boards"}) {
+      dir_.MakeDir(std::string("files/Install/") + kind);
+    }
+  }
+  // Install's folder is spelled "DefaultLogdevices" in a real store; the
+  // merger finds it under either spelling. Returns the path as the merger
+  // names it.
+  std::string Install(const std::string& relative, const std::string& contents) {
+    std::string on_disk = relative;
+    if (on_disk.rfind("DefaultLogDevices/", 0) == 0) on_disk.replace(0, 17, "DefaultLogdevices");
+    dir_.WriteFile("files/Install/" + on_disk, contents);
+    return dir_.Path("files/Install/" + relative);
+  }
+  // Reads as the program does, resolving letter case.
+  std::string Read(const std::string& path) {
+    std::string contents;
+    return test_.env.files().ReadFile(path, &contents) == 0 ? contents : "<missing>";
+  }
+  std::string Meta(const std::string& relative, const std::string& contents) {
+    return dir_.WriteFile("files/meta/" + relative, contents);
+  }
+  std::string MetaPath(const std::string& relative) { return dir_.Path("files/meta/" + relative); }
+  ResultCode Run() { return merger_.MergeAndCopyTemplates(paths_.ProgramFilesRoot()); }
+  std::string Timeout(const std::string& path) {
+    std::string value;
+    (void)ReadParameterValue(xml_, path, "LocalSettings", "Timeout", &value);
+    return value;
+  }
+  std::vector<std::string> Names(const std::string& folder) {
+    std::vector<std::string> names;
+    std::string name;
+    for (uint32_t i = 0; files_.EnumFile(folder, i, &name) == PGSP_OK; ++i) names.push_back(name);
+    return names;
+  }
+  // Gives the meta kind folders other than `kind` a template, so that the
+  // final check does not end the run early.
+  void FillOtherKinds(const std::string& kind) {
+    if (kind != "DefaultLogDevices") Meta("DefaultLogDevices/o.xml", Device(R"(DeviceID="O" CP_TYPE="X")", "0"));
+    if (kind != "Protocols") Meta("Protocols/o.xml", ProtocolXml(R"(Name="OTHER")"));
+    if (kind != "Boards") Meta("Boards/o.xml", BoardXml(R"(DeviceID="OTHER" CP_TYPE="X")"));
+  }
+
+  TempDir dir_;
+  TestEnv test_;
+  XmlContext xml_{test_.env};
+  std::string log_text_;
+  InstallLog log_;
+  StorePaths paths_;
+  FileOperator files_;
+  Merger merger_;
+};
+
+TEST_F(MergeAndCopyTest, DefaultLogDeviceVersionRules) {
+  struct Case {
+    const char* source;       // root attributes of the Install file
+    const char* target;       // root attributes of the meta file
+    const char* target_name;  // the meta file's name
+    const char* rule;         // the trace of the rule that applies
+    const char* timeout;      // the meta value afterwards: I from Install, M kept
+  };
+  const Case cases[] = {
+      {R"(MajorVersion="1" Extension="TRUE")", R"(MajorVersion="1")", "d.xml", "Merge extension", "M"},
+      {R"(MajorVersion="9")", R"(MajorVersion="1")", "other.xml", "Merge extension", "M"},
+      {"", R"(MajorVersion="abc")", "d.xml", "Merge .. without Version", "M"},
+      {R"(MajorVersion="2")", "", "d.xml", "Merge ... Compatibility", "I"},
+      {"", R"(MajorVersion="2")", "d.xml", "Merge .. no Major Version in source File -> Spezial", "M"},
+      {R"(MajorVersion="02" MinorVersion="1")", R"(MajorVersion=" 2x" MinorVersion="1")", "D.xml",
+       "Merge .. source MinorVersion > dest MinorVersion", "I"},
+      {R"(MajorVersion="2" MinorVersion="3")", R"(MajorVersion="2" MinorVersion="1")", "d.xml",
+       "Merge .. source MinorVersion > dest MinorVersion", "I"},
+      {R"(MajorVersion="2" MinorVersion="1")", R"(MajorVersion="2" MinorVersion="3")", "d.xml",
+       "Merge .. dest MinorVersion > source MinorVersion", "M"},
+      {R"(MajorVersion="3")", R"(MajorVersion="2" MinorVersion="7")", "d.xml",
+       "Copy .. source MajorVersion > dest MajorVersion", "I"},
+      {R"(MajorVersion="2")", R"(MajorVersion="3")", "d.xml",
+       "Merge .. dest MajorVersion > source MajorVersion", "M"},
+  };
+  FillOtherKinds("DefaultLogDevices");
+  for (const Case& c : cases) {
+    const std::string source = Install("DefaultLogDevices/d.xml",
+                                       Device(R"(DeviceID="A" CP_TYPE="T" )" + std::string(c.source), "1"));
+    const std::string target = Meta(std::string("DefaultLogDevices/") + c.target_name,
+                                    Device(R"(DeviceID="a" CP_TYPE="t" )" + std::string(c.target), "2", "dev"));
+    TraceCapture trace;
+    EXPECT_EQ(Run(), PGSP_OK) << c.source;
+    EXPECT_TRUE(trace.Has("Merge", kMerge, 64, c.rule)) << c.source << " / " << c.target;
+    EXPECT_EQ(Timeout(target), std::string(c.timeout) == "I" ? "1" : "2") << c.source;
+    // Copies land under the Install file's name only, and only in the copy row.
+    const bool copied = std::string(c.rule).rfind("Copy", 0) == 0;
+    EXPECT_EQ(ReadText(target) == Read(source), copied) << c.source;
+    EXPECT_EQ(Names(paths_.MetaDefaultLogDevices()).size(), 1u) << c.source;
+    std::filesystem::remove(target);
+  }
+}
+
+TEST_F(MergeAndCopyTest, ADefaultLogDeviceIsMergedIntoTheFirstMatchOnlyAndCopiedWhenNoneMatches) {
+  FillOtherKinds("DefaultLogDevices");
+  Install("DefaultLogDevices/a.xml", Device(R"(DeviceID="A" CP_TYPE="T" MajorVersion="1" MinorVersion="1")", "1"));
+  Install("DefaultLogDevices/new.xml", Device(R"(DeviceID="A" CP_TYPE="T")", "1", "NEW"));
+  const std::string first = Meta("DefaultLogDevices/a.xml", Device(R"(DeviceID="A" CP_TYPE="T" MajorVersion="1")", "2"));
+  Meta("DefaultLogDevices/b.xml", Device(R"(DeviceID="A" CP_TYPE="T" MajorVersion="1")", "2"));
+  TraceCapture trace;
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_EQ(Timeout(first), "1");
+  EXPECT_EQ(trace.Messages(kMerge),
+            (std::vector<std::string>{">> Start", "Merge .. source MinorVersion > dest MinorVersion",
+                                      "<< return PGSP_OK"}));
+  EXPECT_EQ(Names(paths_.MetaDefaultLogDevices()),
+            (std::vector<std::string>{"a.xml", "b.xml", "new.xml"}));
+}
+
+TEST_F(MergeAndCopyTest, ProtocolAndBoardVersionRules) {
+  struct Case {
+    bool protocol;
+    const char* source;
+    const char* target;
+    const char* target_name;
+    const char* rule;  // "" when no rule applies
+    enum { kMerged, kReplaced, kUntouched } outcome;
+    bool copied_as_new;  // the Install file lands beside under its own name
+  };
+  const Case cases[] = {
+      {true, "", "", "p.xml", "Merge .. without Version", Case::kMerged, false},
+      {true, R"(MajorVersion="1")", "", "p.xml", "Merge .. compatibility", Case::kMerged, false},
+      {true, "", R"(MajorVersion="1")", "p.xml", "Merge .. no Major Version in source File -> Spezial", Case::kMerged, false},
+      {true, R"(MajorVersion="0")", R"(MajorVersion="0x")", "p.xml", "Merge .. different Minor Version", Case::kMerged, false},
+      {true, R"(MajorVersion="3")", R"(MajorVersion="2" MinorVersion="9")", "p.xml", "Copy .. different Major Version", Case::kReplaced, false},
+      {true, R"(MajorVersion="2")", R"(MajorVersion="3")", "p.xml", "", Case::kUntouched, false},
+      {true, R"(MajorVersion="2" MinorVersion="1")", R"(MajorVersion="2" MinorVersion="2")", "q.xml", "", Case::kUntouched, true},
+      {true, R"(MajorVersion="3")", R"(MajorVersion="2")", "q.xml", "Copy .. different Major Version", Case::kUntouched, true},
+      {false, "", "", "p.xml", "Merge .. without Version", Case::kMerged, false},
+      {false, R"(MajorVersion="2" MinorVersion="1")", R"(MajorVersion="2" MinorVersion="1")", "P.xml", "Merge .. different Minor Version", Case::kMerged, false},
+  };
+  for (const Case& c : cases) {
+    const std::string kind = c.protocol ? "Protocols/" : "Boards/";
+    FillOtherKinds(c.protocol ? "Protocols" : "Boards");
+    const auto make = [&](const std::string& identity, const char* versions, const char* param) {
+      return c.protocol ? ProtocolXml(identity + " " + versions, param)
+                        : BoardXml(identity + " " + versions, param);
+    };
+    const std::string source = Install(kind + "p.xml", make(c.protocol ? R"(Name="N")" : R"(DeviceID="B" CP_TYPE="T")", c.source, "Speed"));
+    const std::string target = Meta(kind + c.target_name, make(c.protocol ? R"(Name="n")" : R"(DeviceID="b" CP_TYPE="t")", c.target, "Mine"));
+    const std::string before = ReadText(target);
+    TraceCapture trace;
+    EXPECT_EQ(Run(), PGSP_OK);
+    const std::string after = ReadText(target);
+    if (*c.rule != '\0') {
+      EXPECT_TRUE(trace.Has("Merge", kMerge, 64, c.rule)) << c.rule;
+    }
+    switch (c.outcome) {
+      case Case::kMerged:
+        EXPECT_NE(after, before) << c.rule;
+        EXPECT_NE(after, Read(source)) << c.rule;
+        EXPECT_NE(after.find("Mine"), std::string::npos) << c.rule;
+        break;
+      case Case::kReplaced:
+        EXPECT_EQ(after, Read(source)) << c.rule;
+        break;
+      case Case::kUntouched:
+        EXPECT_EQ(after, before) << c.source << " / " << c.target;
+        break;
+    }
+    EXPECT_EQ(Read(MetaPath(kind + "p.xml")) != "<missing>",
+              c.copied_as_new || std::string(c.target_name) != "q.xml")
+        << c.source << " / " << c.target;
+    std::filesystem::remove_all(dir_.Path("files/meta"));
+    std::filesystem::remove_all(dir_.Path("files/Install"));
+    MakeKindFolders();
+  }
+}
+
+TEST_F(MergeAndCopyTest, EveryMatchingProtocolIsMerged) {
+  FillOtherKinds("Protocols");
+  Install("Protocols/p.xml", ProtocolXml(R"(Name="N" MajorVersion="2" MinorVersion="1")", "Speed"));
+  const std::string a = Meta("Protocols/a.xml", ProtocolXml(R"(Name="N" MajorVersion="2")"));
+  const std::string z = Meta("Protocols/z.xml", ProtocolXml(R"(Name="n" MajorVersion="2")"));
+  const std::string a_before = ReadText(a);
+  const std::string z_before = ReadText(z);
+  TraceCapture trace;
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_NE(ReadText(a), a_before);
+  EXPECT_NE(ReadText(z), z_before);
+  EXPECT_EQ(trace.Messages(kMerge),
+            (std::vector<std::string>{">> Start", "Merge .. different Minor Version",
+                                      "Merge .. different Minor Version", "<< return PGSP_OK"}));
+  EXPECT_EQ(Names(paths_.MetaProtocols()), (std::vector<std::string>{"a.xml", "z.xml"}));
+}
+
+TEST_F(MergeAndCopyTest, ACopiedOrRewrittenMetaFileIsSeenWithItsNewVersionByTheNextInstallFile) {
+  FillOtherKinds("Protocols");
+  Meta("Protocols/p.xml", ProtocolXml(R"(Name="N" MajorVersion="2")"));
+  // p.xml replaces the meta file (3 > 2); q.xml must then meet version 3 and
+  // merge, where the old version would have had it copied in beside.
+  Install("Protocols/p.xml", ProtocolXml(R"(Name="N" MajorVersion="3")"));
+  Install("Protocols/q.xml", ProtocolXml(R"(Name="N" MajorVersion="3")"));
+  TraceCapture trace;
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_EQ(trace.Messages(kMerge),
+            (std::vector<std::string>{">> Start", "Copy .. different Major Version",
+                                      "Merge .. different Minor Version", "<< return PGSP_OK"}));
+  EXPECT_EQ(Names(paths_.MetaProtocols()), std::vector<std::string>{"p.xml"});
+}
+
+TEST_F(MergeAndCopyTest, RejectedTemplatesStayOutAndBrokenFilesLoseNothing) {
+  FillOtherKinds("DefaultLogDevices");
+  const std::string user = Meta("DefaultLogDevices/user.xml", Device(R"(DeviceID="U" CP_TYPE="T")", "2"));
+  const std::string broken_meta = Meta("DefaultLogDevices/broken.xml", "<LogDevice DeviceID=");
+  const std::string double_entry = Install("DefaultLogDevices/double.xml",
+      LogDeviceXml(R"(DeviceID="X" CP_TYPE="T")", "X",
+                   "  <LocalSettings>\n    <ParameterInt><Name>Timeout</Name><Value>5</Value></ParameterInt>\n"
+                   "    <ParameterInt><Name>Timeout</Name><Value>5</Value></ParameterInt>\n  </LocalSettings>\n"));
+  std::vector<std::string> bad;
+  for (const char* kind : {"DefaultLogDevices/", "Protocols/", "Boards/"}) {
+    bad.push_back(Install(std::string(kind) + "empty.xml", ""));
+    bad.push_back(Install(std::string(kind) + "text.xml", "not XML at all"));
+    bad.push_back(Install(std::string(kind) + "malformed.xml", "<Protocol Name=\"N\"><ParamSections>"));
+    bad.push_back(Install(std::string(kind) + "huge.xml", std::string(10'000'001, ' ')));
+  }
+  bad.push_back(Install("DefaultLogDevices/invalid.xml", LogDeviceXml(R"(CP_TYPE="T")", "X")));
+  const std::string unreadable = Install("Boards/unreadable.xml", BoardXml(R"(DeviceID="B" CP_TYPE="T")"));
+  std::filesystem::permissions(unreadable, std::filesystem::perms::none);
+  const bool can_read_anyway = ReadText(unreadable) != "<missing>";  // running as root
+  const std::string user_before = ReadText(user);
+  TraceCapture trace;
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_TRUE(trace.Has("Merge", "ValidateValues: ", 64,
+                        "Error: Double Entry found Timeout&&5&&ParameterInt"));
+  EXPECT_FALSE(trace.Has("Merge", kMerge, 64, "Invalid file: " + double_entry + " not coppied to meta"));
+  for (const std::string& path : bad) {
+    EXPECT_NE(log_text_.find("Warning: Invalid file: " + path + "\n"), std::string::npos) << path;
+    EXPECT_TRUE(trace.Has("Merge", kMerge, 64, "Invalid file: " + path + " not coppied to meta")) << path;
+  }
+  EXPECT_EQ(log_text_.find("double.xml"), std::string::npos);
+  EXPECT_EQ(ReadText(user), user_before);
+  EXPECT_EQ(ReadText(broken_meta), "<LogDevice DeviceID=");
+  EXPECT_EQ(Names(paths_.MetaDefaultLogDevices()), (std::vector<std::string>{"broken.xml", "user.xml"}));
+  EXPECT_EQ(Names(paths_.MetaProtocols()), std::vector<std::string>{"o.xml"});
+  EXPECT_EQ(Names(paths_.MetaBoards()),
+            can_read_anyway ? (std::vector<std::string>{"o.xml", "unreadable.xml"})
+                            : std::vector<std::string>{"o.xml"});
+}
+
+TEST_F(MergeAndCopyTest, AnEmptyMetaKindFolderGivesThreeAndEndsTheCheck) {
+  Install("DefaultLogDevices/d.xml", Device(R"(DeviceID="D" CP_TYPE="T")", "1"));
+  TraceCapture trace;
+  EXPECT_EQ(Run(), kMetaKindFolderEmpty);
+  EXPECT_EQ(Names(paths_.MetaDefaultLogDevices()), std::vector<std::string>{"d.xml"});
+  EXPECT_EQ(trace.Messages(kMerge),
+            (std::vector<std::string>{">> Start", "PROTOCOLS (or more) meta subfolders is empty"}));
+  EXPECT_EQ(log_text_.rfind(">> MergeAndCopyTemplates\nMerge DefaultLogDevices\n", 0), 0u);
+  EXPECT_NE(log_text_.find("Merge Protocols\nMerge Boards\n"), std::string::npos);
+}
+
+TEST_F(MergeAndCopyTest, TheModemTemplatesGoExceptAnIeModemWithExtension) {
+  FillOtherKinds("DefaultLogDevices");
+  for (const char* name : {"Automation-OnlineAccess-LDT-TS Adapter.Auto.Modem.xml",
+                           "Automation-OnlineAccess-LDT-TS Adapter IE.Modem"}) {
+    Install(std::string("DefaultLogDevices/") + name, Device(R"(DeviceID="M" CP_TYPE="T")", "1"));
+    Meta(std::string("DefaultLogDevices/") + name, Device(R"(DeviceID="M" CP_TYPE="T")", "1"));
+  }
+  Install("DefaultLogDevices/Automation-OnlineAccess-LDT-TS Adapter IE.Modem.xml",
+          Device(R"(DeviceID="IE" CP_TYPE="T")", "1"));
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_EQ(Names(paths_.InstallDefaultLogDevices()),
+            std::vector<std::string>{"Automation-OnlineAccess-LDT-TS Adapter IE.Modem.xml"});
+  EXPECT_EQ(Names(paths_.MetaDefaultLogDevices()),
+            std::vector<std::string>{"Automation-OnlineAccess-LDT-TS Adapter IE.Modem.xml"});
+}
+
+}  // namespace
+}  // namespace q9
