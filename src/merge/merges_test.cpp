@@ -302,8 +302,9 @@ TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
   }
 }
 
-// A file that cannot be loaded stops the merge before anything is written.
-TEST_F(MergesTest, UnloadableFilesLeaveTheTargetAsItWas) {
+// A file that cannot be loaded stops the merge before anything is written;
+// sections that are missing are skipped.
+TEST_F(MergesTest, UnloadableOrBareTargetsAreLeftAsTheyWere) {
   const std::string valid =
       "<LogDevice><LocalSettings><Parameter><Name>A</Name><Value>1</Value></Parameter>"
       "</LocalSettings><SpareSection><Parameter><Name>A</Name><Value>1</Value></Parameter>"
@@ -324,6 +325,10 @@ TEST_F(MergesTest, UnloadableFilesLeaveTheTargetAsItWas) {
     EXPECT_EQ(ReadText(malformed), valid + "<");
     merge(source, dir_.Path("absent.xml"));
     EXPECT_FALSE(testing::PathExists(dir_.Path("absent.xml")));
+    // A target without any of the sections a merge looks for is left alone.
+    const std::string bare = dir_.WriteFile("bare.xml", "<Root/>\n");
+    merge(source, bare);
+    EXPECT_EQ(ReadText(bare), "<Root/>\n");
   }
 }
 

@@ -63,6 +63,7 @@ std::string AttributeText(const xmlNode* element, const char* name) {
 
 xmlNode* ChildWithAttribute(const xmlNode* parent, std::string_view element,
                             const char* attribute, std::string_view value) {
+  if (parent == nullptr) return nullptr;
   for (xmlNode* child = parent->children; child != nullptr; child = child->next) {
     if (IsElementNamed(child, element) && AttributeText(child, attribute) == value) return child;
   }

@@ -14,7 +14,7 @@ namespace q9 {
 xmlNode* FirstElementNamed(const TemplateDocument& document, std::string_view name);
 
 // The first child element of `parent` named `element` whose attribute
-// `attribute` equals `value`; null when there is none.
+// `attribute` equals `value`; null when there is none (or no `parent`).
 xmlNode* ChildWithAttribute(const xmlNode* parent, std::string_view element,
                             const char* attribute, std::string_view value);
 
