@@ -515,6 +515,7 @@ OsError PosixFileSystem::DeleteTree(const std::string& path) {
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
   if (!S_ISDIR(st.st_mode)) return os_error::kDirectory;
+  AddOwnerWriteToFolders(real);
   std::error_code ec;
   std::filesystem::remove_all(real, ec);
   if (ec) return OsErrorFromErrno(ec.value(), real);
@@ -617,6 +618,20 @@ mode_t PosixFileSystem::CurrentUmask() {
     }
   }
   return 022;
+}
+
+void AddOwnerWriteToFolders(const std::string& real_root) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  fs::permissions(real_root, fs::perms::owner_write, fs::perm_options::add, ec);
+  // The iterator does not descend into linked folders, and a linked folder
+  // is not a directory to symlink_status, so nothing outside gets the bit.
+  for (fs::recursive_directory_iterator it(real_root, ec), end; !ec && it != end;
+       it.increment(ec)) {
+    if (fs::is_directory(it->symlink_status(ec))) {
+      fs::permissions(it->path(), fs::perms::owner_write, fs::perm_options::add, ec);
+    }
+  }
 }
 
 }  // namespace q9

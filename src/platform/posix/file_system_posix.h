@@ -54,4 +54,9 @@ class PosixFileSystem final : public FileSystem {
   std::vector<std::string> confined_roots_;
 };
 
+// Gives the folder `real_root` and every folder below it owner-write, never
+// following a link, so that a recursive delete can empty them as the shell's
+// delete does. Folders it cannot reach are left to the delete to report.
+void AddOwnerWriteToFolders(const std::string& real_root);
+
 }  // namespace q9

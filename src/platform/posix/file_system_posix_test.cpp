@@ -79,6 +79,26 @@ TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
   EXPECT_EQ(Mode(outside), 0444u);
 }
 
+TEST_F(PosixFileSystemTest, TreeDeletionGivesFoldersOwnerWriteButNotFilesOrLinkTargets) {
+  dir_.WriteFile("tree/a/b/c.xml", "c");
+  dir_.MakeDir("outside");
+  ASSERT_EQ(::symlink(dir_.Path("outside").c_str(), dir_.Path("tree/a/link").c_str()), 0);
+  for (const char* path : {"tree/a/b/c.xml", "outside"}) ::chmod(dir_.Path(path).c_str(), 0444);
+  for (const char* path : {"tree/a/b", "tree/a", "tree"}) ::chmod(dir_.Path(path).c_str(), 0555);
+  AddOwnerWriteToFolders(dir_.Path("tree"));
+  for (const char* path : {"tree", "tree/a", "tree/a/b"}) EXPECT_EQ(Mode(dir_.Path(path)), 0755u);
+  EXPECT_EQ(Mode(dir_.Path("tree/a/b/c.xml")), 0444u);
+  EXPECT_EQ(Mode(dir_.Path("outside")), 0444u);
+}
+
+TEST_F(PosixFileSystemTest, TreeDeletionEmptiesFoldersWithoutOwnerWrite) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root deletes from read-only folders anyway";
+  dir_.WriteFile("tree/a/b.xml", "b");
+  for (const char* path : {"tree/a", "tree"}) ::chmod(dir_.Path(path).c_str(), 0555);
+  EXPECT_EQ(fs_.DeleteTree(dir_.Path("tree")), 0);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("tree")));
+}
+
 // The POSIX file and the in-memory fallback must read alike.
 TEST_F(PosixFileSystemTest, SequentialReadsGiveTheWholeFileInPieces) {
   const std::string bytes = std::string(5000, 'x') + "end";
