@@ -18,12 +18,8 @@ ResultCode Installer::Export(const std::string& name) {
   Q9_TRACE(kSite, kEntry, ">> Start");
   log_.Write(">> Export");
   FileOperator& files = file_operator();
-  (void)files.CheckSchemes(log_);
-  ResultCode result = files.InstallTemplatesExist(log_);
-  if (result != PGSP_OK) {
-    Q9_TRACE(kSite, kResult, "<< return lRet = %d", result);
-    return result;
-  }
+  ResultCode result = CheckArrivedTemplates(kSite);
+  if (result != PGSP_OK) return result;
 
   const std::string backup = paths().MetaBackup();
   (void)files.DeleteDirectory(backup);

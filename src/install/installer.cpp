@@ -1,5 +1,7 @@
 #include "install/installer.h"
 
+#include "trace/trace.h"
+
 namespace q9 {
 
 Installer::Installer(Env& env, InstallLog& log, const std::string& program_data_argument,
@@ -19,6 +21,14 @@ Installer::~Installer() {
   file_operator_.reset();
   store_paths_.reset();
   xml_.reset();
+}
+
+ResultCode Installer::CheckArrivedTemplates(const TraceSite& site) {
+  // A missing schema is only reported: each validation fails on its own later.
+  (void)file_operator().CheckSchemes(log_);
+  const ResultCode result = file_operator().InstallTemplatesExist(log_);
+  if (result != PGSP_OK) Q9_TRACE(site, trace_level::kResult, "<< return lRet = %d", result);
+  return result;
 }
 
 }  // namespace q9

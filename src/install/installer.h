@@ -13,6 +13,7 @@
 #include "platform/env.h"
 #include "store/file_operator.h"
 #include "store/store_paths.h"
+#include "trace/trace.h"
 #include "xml/xml_context.h"
 
 namespace q9 {
@@ -56,6 +57,9 @@ class Installer {
 
  private:
   bool InstallTreeHasTemplates();
+  // Reports missing schemas, then tests that each kind folder of Install
+  // holds a template: 0, or InstallTemplatesExist's code, traced under `site`.
+  ResultCode CheckArrivedTemplates(const TraceSite& site);
   // The library wrote behind the program's back: forget what is kept of the store.
   void ForgetStoreAfterLibraryCall();
   // The names of the files of `folder`, in store order.

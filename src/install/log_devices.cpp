@@ -15,10 +15,7 @@ constexpr char kTcpStdDeviceName[] = "CP TCP-Std.xml";
 
 }  // namespace
 
-void Installer::ForgetStoreAfterLibraryCall() {
-  // TODO(lead): call env_.files().DiscardCache() here once the caching file
-  // system is on main; the library writes data/LogDevices behind our back.
-}
+void Installer::ForgetStoreAfterLibraryCall() { env_.files().DiscardCache(); }
 
 std::vector<std::string> Installer::ListFiles(const std::string& folder) {
   std::vector<std::string> names;
