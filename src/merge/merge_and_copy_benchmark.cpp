@@ -37,6 +37,10 @@ class CountingFileSystem : public FileSystem {
   OsError ListDirectory(const std::string& d, std::vector<DirEntry>* e) override {
     return base_.ListDirectory(d, e);
   }
+  OsError ListDirectoryShared(const std::string& d,
+                              std::shared_ptr<const std::vector<DirEntry>>* e) override {
+    return base_.ListDirectoryShared(d, e);
+  }
   OsError GetFileInfo(const std::string& p, FileInfo* i) override { return base_.GetFileInfo(p, i); }
   OsError SetReadOnly(const std::string& p, bool r) override { return base_.SetReadOnly(p, r); }
   OsError CreateDirectory(const std::string& p) override { return base_.CreateDirectory(p); }

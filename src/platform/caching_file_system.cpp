@@ -103,16 +103,26 @@ class CachingWritableFile final : public WritableFile {
 // which also drops what a read saw half-way through them.
 
 OsError CachingFileSystem::ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) {
+  std::shared_ptr<const std::vector<DirEntry>> listing;
+  const OsError error = ListDirectoryShared(dir, &listing);
+  *entries = *listing;
+  return error;
+}
+
+OsError CachingFileSystem::ListDirectoryShared(
+    const std::string& dir, std::shared_ptr<const std::vector<DirEntry>>* entries) {
   std::lock_guard lock(mutex_);
   Kept* kept = Find(dir);
   if (kept != nullptr && kept->listing) {
     *entries = kept->listing->value;
     return kept->listing->error;
   }
-  const OsError error = base_.ListDirectory(dir, entries);
+  auto listing = std::make_shared<std::vector<DirEntry>>();
+  const OsError error = base_.ListDirectory(dir, listing.get());
+  *entries = listing;
   if (kept != nullptr && Keepable(error)) {
-    kept->listing = Answer<std::vector<DirEntry>>{error, *entries};
-    Charge(Size(*entries));
+    kept->listing = Answer<std::shared_ptr<const std::vector<DirEntry>>>{error, listing};
+    Charge(Size(*listing));
   }
   return error;
 }

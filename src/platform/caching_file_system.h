@@ -31,6 +31,8 @@ class CachingFileSystem final : public FileSystem {
       : base_(base), budget_(budget) {}
 
   OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
+  OsError ListDirectoryShared(const std::string& dir,
+                              std::shared_ptr<const std::vector<DirEntry>>* entries) override;
   OsError GetFileInfo(const std::string& path, FileInfo* info) override;
   OsError SetReadOnly(const std::string& path, bool read_only) override;
   OsError CreateDirectory(const std::string& path) override;
@@ -63,7 +65,7 @@ class CachingFileSystem final : public FileSystem {
   // What was read through one spelling of a path.
   struct Kept {
     std::string spelling;
-    std::optional<Answer<std::vector<DirEntry>>> listing;
+    std::optional<Answer<std::shared_ptr<const std::vector<DirEntry>>>> listing;
     std::optional<Answer<FileInfo>> info;
     std::optional<Answer<std::string>> contents;
   };

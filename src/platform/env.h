@@ -81,6 +81,16 @@ class FileSystem {
   // a process that died mid-save) are not part of the store and not listed.
   [[nodiscard]] virtual OsError ListDirectory(const std::string& dir,
                                               std::vector<DirEntry>* entries) = 0;
+  // The same listing, shared and read-only, so a walk by index need not copy
+  // it at every step. This default lists anew; a caching file system hands
+  // out what it keeps.
+  [[nodiscard]] virtual OsError ListDirectoryShared(
+      const std::string& dir, std::shared_ptr<const std::vector<DirEntry>>* entries) {
+    auto listing = std::make_shared<std::vector<DirEntry>>();
+    const OsError error = ListDirectory(dir, listing.get());
+    *entries = std::move(listing);
+    return error;
+  }
   [[nodiscard]] virtual OsError GetFileInfo(const std::string& path, FileInfo* info) = 0;
   // Sets or clears the read-only flag and changes nothing else. Refuses (5)
   // symbolic links, so a link in the store never changes a file elsewhere.

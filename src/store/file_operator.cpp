@@ -163,14 +163,14 @@ ResultCode FileOperator::EnumMatching(const TraceSite& kSite, const std::string&
     Q9_TRACE(kSite, 16, "<< FindFirstFile failed! Invalid input-parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
-  std::vector<DirEntry> entries;
-  const OsError error = env_.files().ListDirectory(directory, &entries);
+  std::shared_ptr<const std::vector<DirEntry>> entries;
+  const OsError error = env_.files().ListDirectoryShared(directory, &entries);
   if (error != os_error::kSuccess) {
     Q9_TRACE(kSite, 16, "<< FindFirstFile failed! LastError: %d", error);
     return error;
   }
   uint32_t count = 0;
-  for (const DirEntry& entry : entries) {
+  for (const DirEntry& entry : *entries) {
     if (entry.is_directory || !accept(entry.name)) continue;
     if (count++ == index) {
       *name = entry.name;
