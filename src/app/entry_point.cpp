@@ -34,6 +34,8 @@ void ReportChoices(const CommandLine& line, InstallLog& log) {
 // since the mode is a single keyword exactly one of them matches.
 ResultCode RunOperation(Installer& installer, const CommandLine& line) {
   ResultCode result = kOperationNotAvailable;
+  if (IsImportMode(line.mode)) result = installer.Import();
+  if (IsUpdateMode(line.mode)) result = installer.Update();
   if (IsUninstallMode(line.mode)) result = installer.Uninstall();
   if (IsExportMode(line.mode)) result = installer.Export(line.export_name);
   return result;

@@ -50,7 +50,7 @@ class EntryPointTest : public ::testing::Test {
 };
 
 TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {
-  EXPECT_EQ(Run({}), 1);  // Update is not wired yet: the start value stands
+  EXPECT_EQ(Run({}), ERR_MISSING_TEMPL_IN_INSTALL);
   const std::string files = dir_.Path("common/Kestrel/Automation/Corvane OAM");
   const std::string data = dir_.Path("appdata/Kestrel/Automation/Corvane OAM");
   EXPECT_EQ(LogBody(),
@@ -64,7 +64,10 @@ TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {
             "Setting ProgFilePath to: " + files + "\n"
             ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n"
             "<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: 3\n"
-            "CfgImp ended with return-value: 1\n");
+            ">> Update\n"
+            "Scheme file(s) not found!\n"
+            "InstallTemplates are empty!!!\n"
+            "CfgImp ended with return-value: 4\n");
   EXPECT_EQ(test_.process.com_uninitialized, 1);
   EXPECT_EQ(test_.process.security_released, 1);
 }

@@ -28,6 +28,14 @@ class Installer {
   Installer& operator=(const Installer&) = delete;
   ~Installer();
 
+  // First installation: empties meta, merges the Install tree into it,
+  // refreshes data and has the board library create the log devices.
+  // 0, the code of the failing step, or 2 when no log device exists after.
+  [[nodiscard]] ResultCode Import();
+  // Merges newly arrived templates into an installed store, regenerates the
+  // log devices and carries the old devices' values into them. Backs meta
+  // and data/LogDevices up first and restores them when a step fails.
+  [[nodiscard]] ResultCode Update();
   // Removes meta, data/LogDevices and data/LogNames once the Install tree
   // holds no templates: 0, or 5 with nothing deleted.
   [[nodiscard]] ResultCode Uninstall();
@@ -64,6 +72,17 @@ class Installer {
   void ForgetStoreAfterLibraryCall();
   // The names of the files of `folder`, in store order.
   std::vector<std::string> ListFiles(const std::string& folder);
+  // Copies LLDP, PGSP, DCP_Server and TCP_Adapter from meta to data.
+  void CopyStaticFiles(int32_t overwrite);
+  ResultCode BackUpMeta();
+  ResultCode BackUpLogDevices();
+  // Puts data/LogDevices back as its backup holds it.
+  void RestoreLogDevices();
+  void MergeOldIntoNewLogDevices(const std::vector<std::string>& new_devices,
+                                 const std::vector<std::string>& old_devices);
+  void RestoreOldCopies(const std::vector<std::string>& new_devices,
+                        const std::vector<std::string>& old_devices);
+  void RestoreKbusDevices(const std::vector<std::string>& old_devices);
 
   Env& env_;
   InstallLog& log_;

@@ -30,7 +30,8 @@ class CliTest : public ::testing::Test {
 
 TEST_F(CliTest, NoArgumentsRunsTheDefaultModeOnTheRegistryStore) {
   runner_.WriteStoreRegistry(files_, data_);
-  EXPECT_EQ(runner_.Run({}), 1);
+  // An empty store: Update stops at its check of the Install tree.
+  EXPECT_EQ(runner_.Run({}), 4);
   EXPECT_EQ(runner_.LogBody(),
             "Number of cmd-arguments: 0\n"
             "Chosen install-mode is: -up\n"
@@ -41,7 +42,10 @@ TEST_F(CliTest, NoArgumentsRunsTheDefaultModeOnTheRegistryStore) {
             "Setting ProgDataPath to: " + data_ + "\n"
             "Setting ProgFilePath to: " + files_ + "\n"
             ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n"
-            "CfgImp ended with return-value: 1\n");
+            ">> Update\n"
+            "Scheme file(s) not found!\n"
+            "InstallTemplates are empty!!!\n"
+            "CfgImp ended with return-value: 4\n");
 }
 
 TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
@@ -63,12 +67,12 @@ TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
 
 TEST_F(CliTest, CountsEveryArgumentButReadsOnlyTheFirstFour) {
   runner_.WriteStoreRegistry(files_, data_);
-  EXPECT_EQ(runner_.Run({"x", "y", "z", "w", "-u"}), 1);  // "-u" is the fifth: Update
+  EXPECT_EQ(runner_.Run({"x", "y", "z", "w", "-u"}), 4);  // "-u" is the fifth: Update
   EXPECT_TRUE(LogHas("Number of cmd-arguments: 5"));
   EXPECT_TRUE(LogHas("Chosen install-mode is: -up"));
   EXPECT_EQ(runner_.Run({"x", "y", "-u"}), 0);
   EXPECT_TRUE(LogHas("Using Install/Uninstall argument: -u"));
-  EXPECT_EQ(runner_.Run({"-U"}), 1);
+  EXPECT_EQ(runner_.Run({"-U"}), 4);
   EXPECT_TRUE(LogHas("Chosen install-mode is: -up"));
 }
 

@@ -251,7 +251,16 @@ extern "C" __attribute__((visibility("default"))) int32_t PGSP_CreateAllLogdevic
   }
   const fs::path templates = fs::path(ProgramFilesRoot()) / "meta" / "DefaultLogDevices";
   const fs::path devices = fs::path(ProgramDataRoot()) / "data" / "LogDevices";
+  // Like the program, the simulator never writes through a link planted in
+  // the store: the log devices would land wherever it points.
   std::error_code error;
+  for (const fs::path& folder : {devices.parent_path(), devices}) {
+    if (fs::is_symlink(folder, error)) {
+      std::fprintf(stderr, "board-sim: %s is a symbolic link, created no log device\n",
+                   folder.c_str());
+      return result;
+    }
+  }
   fs::create_directories(devices, error);
   const auto inventory = Inventory();
   int created = 0;
