@@ -51,14 +51,18 @@ TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStands) {
   EXPECT_EQ(ReadText(log.path()), kFirstLine);
 }
 
-TEST(InstallLogTest, DefaultFolderIsUnderCommonAppDataAlsoForAnEmptyAutInstLog) {
+TEST(InstallLogTest, DefaultFolderIsUnderCommonAppDataUnlessAutInstLogIsSetAndFits) {
   TestEnv test;
   test.folders.app_data = "/srv/appdata";
-  const std::string expected =
-      std::string("/srv/appdata/Kestrel/Automation/Logfiles/Setup/") + kFileName;
-  EXPECT_EQ(InstallLog::LogFilePath(test.env), expected);
-  test.process.variables["AutInstLog"] = "";
-  EXPECT_EQ(InstallLog::LogFilePath(test.env), expected);
+  const std::string fallback = "/srv/appdata/Kestrel/Automation/Logfiles/Setup/";
+  EXPECT_EQ(InstallLog::LogFilePath(test.env), fallback + kFileName);
+  const std::string fits = "/" + std::string(257, 'l') + "/";  // 259 bytes and a terminator
+  const std::pair<std::string, std::string> cases[] = {
+      {"", fallback}, {fits, fits}, {fits + "x", fallback}};
+  for (const auto& [variable, folder] : cases) {
+    test.process.variables["AutInstLog"] = variable;
+    EXPECT_EQ(InstallLog::LogFilePath(test.env), folder + kFileName) << variable.size();
+  }
 }
 
 TEST(InstallLogTest, MissingFolderSwallowsWritesWithoutFailing) {

@@ -40,13 +40,32 @@ TEST_F(StorePathsTest, ArgumentWithLeadingEqualsFallsThroughToTheRegistry) {
   EXPECT_EQ(paths.ProgramDataRoot(), dir_.Path("reg-data"));
 }
 
-TEST_F(StorePathsTest, RegistryValueNamingAMissingFolderFallsBackToTheKnownFolder) {
-  test_.registry.SetString(kKey, "Corvane_Oam", dir_.Path("gone"));
-  test_.registry.SetDword(kKey, "Corvane_Oam_Data", 7);
-  const StorePaths paths(test_.env, "", "");
-  EXPECT_EQ(paths.ProgramFilesRoot(), dir_.Path("common/Kestrel/Automation/Corvane OAM"));
-  EXPECT_EQ(paths.ProgramDataRoot(), dir_.Path("appdata/Kestrel/Automation/Corvane OAM"));
+// A folder path of exactly `length` bytes.
+std::string FolderOfLength(TempDir& dir, size_t length) {
+  const std::string prefix = dir.Path("len");
+  return dir.MakeDir("len" + std::string(length - prefix.size(), 'x'));
+}
+
+TEST_F(StorePathsTest, RootIsTheRegistryFolderIfItExistsAndFitsElseTheKnownFolder) {
+  const std::string fallback = dir_.Path("common/Kestrel/Automation/Corvane OAM");
+  const std::string file = dir_.WriteFile("plain", "x");
+  const std::string fits = FolderOfLength(dir_, 259);
+  const std::pair<std::string, std::string> cases[] = {
+      {dir_.Path("gone"), fallback},
+      {file, fallback},
+      {"", fallback},
+      {fits, fits},
+      {FolderOfLength(dir_, 260), fallback},  // no room for the terminator
+  };
+  for (const auto& [value, root] : cases) {
+    test_.registry.SetString(kKey, "Corvane_Oam", value);
+    // An argument that names a file is no folder either.
+    EXPECT_EQ(StorePaths(test_.env, "", file).ProgramFilesRoot(), root) << value;
+  }
   EXPECT_FALSE(PathExists(dir_.Path("gone")));
+  test_.registry.SetDword(kKey, "Corvane_Oam_Data", 7);
+  EXPECT_EQ(StorePaths(test_.env, "", "").ProgramDataRoot(),
+            dir_.Path("appdata/Kestrel/Automation/Corvane OAM"));
 }
 
 TEST_F(StorePathsTest, DefaultRootIsCreatedOneLevelDeepOnly) {
@@ -77,20 +96,6 @@ TEST_F(StorePathsTest, DerivedPathsAreTheRootPlusTheirSuffix) {
   EXPECT_EQ(paths.InstallLogNames(), f + "/Install/LogNames");
   EXPECT_EQ(paths.DataLogDevices(), d + "/data/LogDevices");
   EXPECT_EQ(paths.LogDevicesBackup(), d + "/LogDevices(backup)");
-}
-
-TEST_F(StorePathsTest, TrailingSeparatorDoublesInDerivedPaths) {
-  dir_.MakeDir("f");
-  const StorePaths paths(test_.env, "", dir_.Path("f") + "/");
-  EXPECT_EQ(paths.Meta(), dir_.Path("f") + "//meta");
-}
-
-TEST_F(StorePathsTest, AFileIsNoDirectory) {
-  const std::string file = dir_.WriteFile("plain", "x");
-  EXPECT_FALSE(StorePaths::IsDirectory(test_.env, file));
-  EXPECT_FALSE(StorePaths::IsDirectory(test_.env, ""));
-  const StorePaths paths(test_.env, file, file);
-  EXPECT_NE(paths.ProgramFilesRoot(), file);
 }
 
 }  // namespace
