@@ -56,49 +56,43 @@ class FileOperatorTest : public ::testing::Test {
   FileOperator files_;
 };
 
-TEST_F(FileOperatorTest, CopyFilesLogsTheCopyAndItsResult) {
+TEST_F(FileOperatorTest, CopyFilesLogsTheCopyLineWhetherOrNotItWorked) {
   const std::string from = dir_.WriteFile("a.xml", "A");
   const std::string to = dir_.Path("b.xml");
-  EXPECT_EQ(files_.CopyFiles(log_, from, to, 0), PGSP_OK);
-  EXPECT_EQ(ReadText(to), "A");
-  EXPECT_EQ(log_text_, ">> CopyFiles\nFile:   " + from + "   copied to:   " + to +
-                           "\n<< CopyFiles returns with: 0\n");
-}
-
-TEST_F(FileOperatorTest, CopyFilesWithoutOverwriteFailsButStillLogsTheCopyLine) {
-  const std::string from = dir_.WriteFile("a.xml", "A");
-  const std::string to = dir_.WriteFile("b.xml", "B");
-  EXPECT_EQ(files_.CopyFiles(log_, from, to, 0), ERR_COPY_FAILED);
-  EXPECT_EQ(ReadText(to), "B");
-  EXPECT_EQ(log_text_, ">> CopyFiles\nFile:   " + from + "   copied to:   " + to +
-                           "\n<< CopyFiles returns with: 8512\n");
+  const struct {
+    const char* existing;  // nullptr: no target yet
+    int32_t overwrite;
+    ResultCode result;
+    const char* after;
+  } cases[] = {{nullptr, 0, PGSP_OK, "A"}, {"B", 0, ERR_COPY_FAILED, "B"}, {"B", 7, PGSP_OK, "A"}};
+  for (const auto& c : cases) {
+    std::filesystem::remove(to);
+    if (c.existing != nullptr) dir_.WriteFile("b.xml", c.existing);
+    log_text_.clear();
+    EXPECT_EQ(files_.CopyFiles(log_, from, to, c.overwrite), c.result);
+    EXPECT_EQ(ReadText(to), c.after);
+    EXPECT_EQ(log_text_, ">> CopyFiles\nFile:   " + from + "   copied to:   " + to +
+                             "\n<< CopyFiles returns with: " + std::to_string(c.result) + "\n");
+  }
   log_text_.clear();
-  EXPECT_EQ(files_.CopyFiles(log_, from, to, 7), PGSP_OK);
-  EXPECT_EQ(ReadText(to), "A");
-}
-
-TEST_F(FileOperatorTest, CopyFilesRejectsEmptyPathsAfterTheEntryLine) {
-  EXPECT_EQ(files_.CopyFiles(log_, "", dir_.Path("x"), 1), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(files_.CopyFiles(log_, dir_.Path("x"), "", 1), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(files_.CopyFiles(log_, "", to, 1), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(files_.CopyFiles(log_, from, "", 1), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(log_text_, ">> CopyFiles\n>> CopyFiles\n");
 }
 
 TEST_F(FileOperatorTest, DeleteFilesReportsTheOsErrorOnFailure) {
   const std::string file = dir_.WriteFile("gone.xml", "x");
+  const std::string read_only = dir_.WriteFile("ro.xml", "x");
+  ASSERT_EQ(test_.env.files().SetReadOnly(read_only, true), 0);
   EXPECT_EQ(files_.DeleteFiles(log_, file), PGSP_OK);
   EXPECT_FALSE(PathExists(file));
   EXPECT_EQ(files_.DeleteFiles(log_, file), ERR_DELETE_FAILED);
+  EXPECT_EQ(files_.DeleteFiles(log_, read_only), ERR_DELETE_FAILED);
+  EXPECT_TRUE(PathExists(read_only));
   EXPECT_EQ(files_.DeleteFiles(log_, ""), ERR_DELETE_FAILED);
   EXPECT_EQ(log_text_, "Successfully deleted file: " + file + "\nDeleting file: " + file +
-                           "   failed with: 2\nDeleting file:    failed with: 3\n");
-}
-
-TEST_F(FileOperatorTest, DeleteFilesRefusesReadOnlyFiles) {
-  const std::string file = dir_.WriteFile("ro.xml", "x");
-  ASSERT_EQ(test_.env.files().SetReadOnly(file, true), 0);
-  EXPECT_EQ(files_.DeleteFiles(log_, file), ERR_DELETE_FAILED);
-  EXPECT_TRUE(PathExists(file));
-  EXPECT_EQ(log_text_, "Deleting file: " + file + "   failed with: 5\n");
+                           "   failed with: 2\nDeleting file: " + read_only +
+                           "   failed with: 5\nDeleting file:    failed with: 3\n");
 }
 
 TEST_F(FileOperatorTest, CreateDirSaysDeletedOnSuccessAndGives183ForExisting) {
@@ -111,19 +105,13 @@ TEST_F(FileOperatorTest, CreateDirSaysDeletedOnSuccessAndGives183ForExisting) {
                            dir_.Path("no/parent") + "   failed with: 3\n");
 }
 
-TEST_F(FileOperatorTest, CopyDirectoryLandsUnderItsOwnNameInAnExistingFolder) {
+TEST_F(FileOperatorTest, CopyDirectoryLandsUnderItsOwnNameOrTakesTheMissingTargetsName) {
   dir_.WriteFile("files/meta/DefaultLogDevices/a.xml", "a");
-  const std::string backup = dir_.MakeDir("backup");
-  EXPECT_EQ(files_.CopyDirectory(log_, paths_.Meta(), backup), PGSP_OK);
+  EXPECT_EQ(files_.CopyDirectory(log_, paths_.Meta(), dir_.MakeDir("backup")), PGSP_OK);
   EXPECT_EQ(ReadText(dir_.Path("backup/meta/DefaultLogDevices/a.xml")), "a");
   EXPECT_EQ(log_text_, ">> CopyDirectory\n<< CopyDirectory returns with: 0\n");
-}
-
-TEST_F(FileOperatorTest, CopyDirectoryToAMissingFolderTakesThatName) {
-  dir_.WriteFile("files/meta(backup)/Boards/b.xml", "b");
-  EXPECT_EQ(files_.CopyDirectory(log_, paths_.MetaBackup(), paths_.Meta()), PGSP_OK);
-  EXPECT_EQ(ReadText(dir_.Path("files/meta/Boards/b.xml")), "b");
-  EXPECT_FALSE(PathExists(dir_.Path("files/meta/meta(backup)")));
+  EXPECT_EQ(files_.CopyDirectory(log_, paths_.Meta(), paths_.MetaBackup()), PGSP_OK);
+  EXPECT_EQ(ReadText(paths_.MetaBackup() + "/DefaultLogDevices/a.xml"), "a");
 }
 
 TEST_F(FileOperatorTest, CopyDirectoryFailures) {

@@ -125,22 +125,5 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
   EXPECT_EQ(t_.process.debug_output, "Writer:  first\nWriter:  second\n");
 }
 
-TEST_F(TraceProcessesTest, ControlWordChangedByAnotherProcessTakesEffectAtTheNextRecord) {
-  t_.SetTrace("Output", "DBG");
-  t_.SetTrace("Format", "TEXT");
-  Start();
-  t_.SetTrace("Level", "0x10");
-  Q9_TRACE(kWriter, 16, "unseen");
-  const auto signal = [this](int) {
-    return SignalTraceReconfiguration(t_.shared, names_.section) == 0 ? 0 : 1;
-  };
-  ASSERT_EQ(RunInChildProcesses(1, signal), std::vector<int>{0});
-  EXPECT_TRUE(TraceLevelEnabled(128));  // the writer must look first
-  Q9_TRACE(kWriter, 64, "dropped under the new level");
-  Q9_TRACE(kWriter, 16, "seen");
-  EXPECT_EQ(t_.process.debug_output, "Writer:  seen\n");
-  EXPECT_FALSE(TraceLevelEnabled(128));
-}
-
 }  // namespace
 }  // namespace q9

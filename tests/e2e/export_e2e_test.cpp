@@ -78,28 +78,14 @@ TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
   }
 }
 
-TEST_F(ExportTest, BoardLibraryFaultsAreLoggedAndLeaveTheResult) {
-  const struct {
-    const char* library;  // nullptr: the simulator
-    const char* sim_result;
-    const char* log_text;
-  } cases[] = {
-      {"/nonexistent/libq9BrdCtl64x.so", "",
-       "Error: Can't load board library: /nonexistent/libq9BrdCtl64x.so\n"
-       "<< ScanBoards returns with: 126\n"},
-      {Q9_NO_SYMBOLS_LIBRARY, "",
-       "Error: Board library " Q9_NO_SYMBOLS_LIBRARY " has no function: PGSP_ScanBL\n"
-       "<< ScanBoards returns with: 127\n"},
-      {nullptr, "-7", "<< ScanBoards returns with: -7\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.log_text);
-    runner_.environment().erase("Q9_BOARD_LIBRARY");
-    if (c.library != nullptr) runner_.environment()["Q9_BOARD_LIBRARY"] = c.library;
-    runner_.environment()["Q9_BOARD_SIM_RESULT"] = c.sim_result;
-    EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), 0);
-    EXPECT_NE(runner_.LogBody().find(c.log_text), std::string::npos) << runner_.LogBody();
-  }
+// Loading faults of the board library are shown by Import's test; here the
+// scan's own failure is logged but is not Export's result.
+TEST_F(ExportTest, AFailedScanIsLoggedAndLeavesTheResult) {
+  runner_.environment()["Q9_BOARD_SIM_RESULT"] = "-7";
+  EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), 0);
+  EXPECT_TRUE(runner_.LogBody().ends_with(
+      "<< ScanBoards returns with: -7\nCfgImp ended with return-value: 0\n"))
+      << runner_.LogBody();
 }
 
 }  // namespace

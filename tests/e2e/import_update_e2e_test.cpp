@@ -125,32 +125,6 @@ TEST_F(ImportUpdateTest, UpdateMergesDevicesCreatedInOtherLetterCase) {
   EXPECT_EQ(Value("data/LogDevices/loomnet.iso.xml", "ConnectTimeout"), "12") << runner_.LogBody();
 }
 
-TEST_F(ImportUpdateTest, BadTemplatesAreReportedAndCostNothing) {
-  Import();
-  SetValue("data/LogDevices/CL1613.H1.xml", "ConnectTimeout", "45");
-  const std::string arriving = "Install/DefaultLogdevices/Automation-OnlineAccess-LDT-";
-  Write(arriving + "Junk.xml", "this is no XML");
-  fs::copy(Q9_SAMPLE_STORE "/../invalid/Corvane.Device.Driver.Logdevice/missing_device_id.xml",
-           Path(arriving + "Invalid.xml"));
-  fs::create_directories(Path(arriving + "Folder.xml"));
-  const std::string read_only = "meta/DefaultLogDevices/Automation-OnlineAccess-LDT-CL1613.H1.xml";
-  fs::permissions(Path(read_only), fs::perms::owner_write | fs::perms::group_write |
-                                       fs::perms::others_write, fs::perm_options::remove);
-
-  EXPECT_EQ(runner_.Run({"-up"}), 0) << runner_.LogBody();
-  for (const char* bad : {"Junk.xml", "Invalid.xml"}) {
-    // The merge names the Install folder of default log devices with a capital D.
-    const std::string logged = "Install/DefaultLogDevices/Automation-OnlineAccess-LDT-";
-    EXPECT_NE(runner_.LogBody().find("Warning: Invalid file: " + Path(logged + bad)),
-              std::string::npos)
-        << bad << "\n" << runner_.LogBody();
-  }
-  EXPECT_EQ(FilesIn("meta/DefaultLogDevices"), kMergedDefaultLogDevices);
-  EXPECT_EQ(FilesIn("data/LogDevices"), kLogDevices);
-  EXPECT_EQ(Value("data/LogDevices/CL1613.H1.xml", "ConnectTimeout"), "45");
-  EXPECT_TRUE(NoBackups());
-}
-
 TEST_F(ImportUpdateTest, ImportFailuresLeaveTheStoreAsTheyFoundIt) {
   const struct {
     const char* what;
