@@ -5,6 +5,7 @@
 #include "log/install_log.h"
 #include "trace/trace.h"
 #include "trace/trace_client.h"
+#include "trace/tracing_file_system.h"
 #include "xml/xml_library.h"
 
 namespace q9 {
@@ -43,10 +44,15 @@ ResultCode RunOperation(Installer& installer, const CommandLine& line) {
 
 }  // namespace
 
-ResultCode RunCfgImp(Env& env, int argc, const char* const* argv) {
-  const OsError security = env.process().PrepareTraceSecurity();
+ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
+  const OsError security = base_env.process().PrepareTraceSecurity();
   if (security != os_error::kSuccess) return security;
-  TraceClient::Start(env, "q9cfgImp64x");
+  TraceClient::Start(base_env, "q9cfgImp64x");
+  // The program's file calls trace what the platform noted about them; the
+  // trace client's own go past that, so no record leads back into it.
+  TracingFileSystem files(base_env.files());
+  Env env(files, base_env.registry(), base_env.folders(), base_env.libraries(), base_env.shared(),
+          base_env.clock(), base_env.process());
   // libxml2's one-time set-up is not thread-safe; do it before anything parses.
   InitializeXmlLibrary();
 

@@ -51,6 +51,7 @@ class CachingFileSystem final : public FileSystem {
     DiscardCache();
     base_.ConfineLinksBelow(std::move(roots));
   }
+  std::vector<FailureNote> TakeFailureNotes() override { return base_.TakeFailureNotes(); }
 
  private:
   friend class CachingWritableFile;

@@ -18,6 +18,19 @@ namespace q9 {
 
 class SharedObjects;  // platform/shared_objects.h
 
+// What a file-system call can tell beyond its error number. The platform
+// layer does not trace; the layer above takes these notes from the file
+// system and traces them where it knows what the program was doing.
+struct FailureNote {
+  enum class Kind {
+    kUnmappedError,    // a system error that no Windows number fits; reported as 31
+    kLinkNotFollowed,  // a symbolic link below a confined root; reported as 5
+  };
+  Kind kind = Kind::kUnmappedError;
+  int system_error = 0;  // kUnmappedError: the system's own number
+  std::string text;      // the system's description of it, or the link's path
+};
+
 struct DirEntry {
   std::string name;  // bare name, never "." or ".."
   bool is_directory = false;  // also for a link to a folder
@@ -136,6 +149,9 @@ class FileSystem {
   // fails with 5. The roots themselves may be links. Replaces earlier roots;
   // empty ones are ignored. Wrappers must pass this on.
   virtual void ConfineLinksBelow(std::vector<std::string> roots) = 0;
+  // Hands over, and forgets, what calls since the last take noted, those of
+  // the files it opened included. Wrappers must pass this on.
+  virtual std::vector<FailureNote> TakeFailureNotes() { return {}; }
 };
 
 enum class RegistryType : uint32_t {

@@ -229,25 +229,11 @@ void ActiveClient::Emit(const TraceSite& site, uint32_t level, const char* file,
   output_->Write(level, std::string_view(record, length + 1));
 }
 
-// Set while this thread is inside the client. The client itself reaches the
-// platform layer, which may trace (an unusual errno, for one); such a record
-// would take the trace lock a second time on the same thread, so it is dropped.
-thread_local bool t_inside_client = false;
-
-class InsideClient {
- public:
-  InsideClient() { t_inside_client = true; }
-  InsideClient(const InsideClient&) = delete;
-  InsideClient& operator=(const InsideClient&) = delete;
-  ~InsideClient() { t_inside_client = false; }
-};
-
 }  // namespace
 
 void TraceRecord(const TraceSite& site, uint32_t level, const char* file, int line,
                  const char* format, ...) {
-  if (g_client == nullptr || t_inside_client) return;
-  const InsideClient inside;
+  if (g_client == nullptr) return;
   va_list args;
   va_start(args, format);
   g_client->Write(site, level, file, line, format, args);
@@ -258,7 +244,6 @@ void TraceClient::Start(Env& env, const char* module) { Start(env, module, Trace
 
 void TraceClient::Start(Env& env, const char* module, const TraceObjectNames& names) {
   Stop();
-  const InsideClient inside;
   g_client = std::make_unique<ActiveClient>(env, module, names);
   g_client->Start();
 }

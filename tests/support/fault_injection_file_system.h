@@ -50,6 +50,7 @@ class FaultInjectionFileSystem final : public FileSystem {
   void ConfineLinksBelow(std::vector<std::string> roots) override {
     base_.ConfineLinksBelow(std::move(roots));
   }
+  std::vector<FailureNote> TakeFailureNotes() override { return base_.TakeFailureNotes(); }
 
  private:
   friend class FaultInjectionWritableFile;

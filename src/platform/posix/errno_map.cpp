@@ -4,8 +4,9 @@
 #include <cstring>
 #include <sys/stat.h>
 
+#include <utility>
+
 #include "platform/path.h"
-#include "trace/trace.h"
 
 namespace q9 {
 namespace {
@@ -36,14 +37,31 @@ OsError OsErrorFromErrno(int err, const std::string& path) {
     case ENOTDIR: return os_error::kDirectory;
     case EINVAL: return os_error::kInvalidParameter;
     case EIO: return os_error::kIoDevice;
-    default: {
-      // No Windows number fits; keep what the system said for the developers.
-      static constexpr TraceSite kSite{"Env", "OsErrorFromErrno: "};
-      Q9_TRACE(kSite, 64, "errno %d (%s) reported as %d", err, std::strerror(err),
-               os_error::kGenFailure);
-      return os_error::kGenFailure;
-    }
+    default: return os_error::kGenFailure;
   }
+}
+
+OsError FailureNotes::FromErrno(int err, const std::string& path) {
+  const OsError error = OsErrorFromErrno(err, path);
+  // No Windows number fits; keep what the system said for the developers.
+  if (error == os_error::kGenFailure) {
+    Add({FailureNote::Kind::kUnmappedError, err, std::strerror(err)});
+  }
+  return error;
+}
+
+void FailureNotes::LinkNotFollowed(const std::string& link) {
+  Add({FailureNote::Kind::kLinkNotFollowed, 0, link});
+}
+
+void FailureNotes::Add(FailureNote note) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (notes_.size() < kMaxKept) notes_.push_back(std::move(note));
+}
+
+std::vector<FailureNote> FailureNotes::Take() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return std::exchange(notes_, {});
 }
 
 }  // namespace q9

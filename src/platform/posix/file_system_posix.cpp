@@ -14,7 +14,6 @@
 
 #include "platform/path.h"
 #include "platform/posix/errno_map.h"
-#include "trace/trace.h"
 
 namespace q9 {
 namespace {
@@ -78,12 +77,12 @@ bool IsDirectory(const std::string& path) {
   return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-OsError WriteAll(int fd, std::string_view data) {
+OsError WriteAll(FailureNotes& notes, int fd, std::string_view data) {
   while (!data.empty()) {
     const ssize_t n = ::write(fd, data.data(), data.size());
     if (n < 0) {
       if (errno == EINTR) continue;
-      return OsErrorFromErrno(errno);
+      return notes.FromErrno(errno);
     }
     data.remove_prefix(static_cast<size_t>(n));
   }
@@ -102,10 +101,11 @@ OsError SyncFolderOf(const std::string& path) {
 
 // Opens a regular file for reading. Pipes and devices are refused before
 // anything blocks on them or reads without end; folders too (5, as Windows).
-OsError OpenRegularFile(const std::string& path, ScopedFd* fd, struct stat* st) {
+OsError OpenRegularFile(FailureNotes& notes, const std::string& path, ScopedFd* fd,
+                        struct stat* st) {
   fd->Adopt(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (fd->get() < 0) return OsErrorFromErrno(errno, path);
-  if (::fstat(fd->get(), st) != 0) return OsErrorFromErrno(errno, path);
+  if (fd->get() < 0) return notes.FromErrno(errno, path);
+  if (::fstat(fd->get(), st) != 0) return notes.FromErrno(errno, path);
   if (!S_ISREG(st->st_mode)) return os_error::kAccessDenied;
   return os_error::kSuccess;
 }
@@ -125,7 +125,7 @@ int RenameNoReplace(const char* from, const char* to) {
 // process are recognisable; listings leave them out.
 class TempFile {
  public:
-  explicit TempFile(const std::string& target) : target_(target) {}
+  TempFile(FailureNotes& notes, const std::string& target) : notes_(notes), target_(target) {}
   TempFile(const TempFile&) = delete;
   TempFile& operator=(const TempFile&) = delete;
   ~TempFile() {
@@ -140,11 +140,11 @@ class TempFile {
     path_ = JoinPath(ParentPath(target_), std::string(kTempPrefix) + std::string(base) + ".XXXXXX");
     fd_.Adopt(::mkostemp(path_.data(), O_CLOEXEC));
     if (fd_.get() < 0) {
-      const OsError error = OsErrorFromErrno(errno, target_);
+      const OsError error = notes_.FromErrno(errno, target_);
       path_.clear();
       return error;
     }
-    if (::fchmod(fd_.get(), mode) != 0) return OsErrorFromErrno(errno);
+    if (::fchmod(fd_.get(), mode) != 0) return notes_.FromErrno(errno);
     return os_error::kSuccess;
   }
 
@@ -153,29 +153,30 @@ class TempFile {
   // Flushes the data and renames it over the target (or next to no existing
   // one when `replace` is false).
   OsError Commit(bool replace) {
-    if (::fsync(fd_.get()) != 0) return OsErrorFromErrno(errno);
-    if (fd_.Reset() != 0) return OsErrorFromErrno(errno);
+    if (::fsync(fd_.get()) != 0) return notes_.FromErrno(errno);
+    if (fd_.Reset() != 0) return notes_.FromErrno(errno);
     if (replace) {
-      if (::rename(path_.c_str(), target_.c_str()) != 0) return OsErrorFromErrno(errno, target_);
+      if (::rename(path_.c_str(), target_.c_str()) != 0) return notes_.FromErrno(errno, target_);
     } else if (RenameNoReplace(path_.c_str(), target_.c_str()) != 0) {
       if (errno == EEXIST) return os_error::kFileExists;
-      return OsErrorFromErrno(errno, target_);
+      return notes_.FromErrno(errno, target_);
     }
     path_.clear();
     return SyncFolderOf(target_);
   }
 
  private:
+  FailureNotes& notes_;
   std::string target_;
   std::string path_;
   ScopedFd fd_;
 };
 
 // Refuses what Windows refuses when a file is about to be replaced.
-OsError CheckReplaceable(const std::string& path, bool overwrite) {
+OsError CheckReplaceable(FailureNotes& notes, const std::string& path, bool overwrite) {
   struct stat st;
   if (::stat(path.c_str(), &st) != 0) {
-    return errno == ENOENT ? os_error::kSuccess : OsErrorFromErrno(errno, path);
+    return errno == ENOENT ? os_error::kSuccess : notes.FromErrno(errno, path);
   }
   if (!overwrite) return os_error::kFileExists;
   if (S_ISDIR(st.st_mode) || (st.st_mode & S_IWUSR) == 0) return os_error::kAccessDenied;
@@ -184,24 +185,27 @@ OsError CheckReplaceable(const std::string& path, bool overwrite) {
 
 class PosixWritableFile final : public WritableFile {
  public:
-  explicit PosixWritableFile(ScopedFd fd) : fd_(std::move(fd)) {}
+  PosixWritableFile(ScopedFd fd, std::shared_ptr<FailureNotes> notes)
+      : fd_(std::move(fd)), notes_(std::move(notes)) {}
   OsError Append(std::string_view data) override {
     if (fd_.get() < 0) return os_error::kInvalidParameter;
-    return WriteAll(fd_.get(), data);
+    return WriteAll(*notes_, fd_.get(), data);
   }
   OsError Flush() override { return os_error::kSuccess; }  // write() leaves nothing buffered
   OsError Close() override {
     if (fd_.get() < 0) return os_error::kSuccess;
-    return fd_.Reset() == 0 ? os_error::kSuccess : OsErrorFromErrno(errno);
+    return fd_.Reset() == 0 ? os_error::kSuccess : notes_->FromErrno(errno);
   }
 
  private:
   ScopedFd fd_;
+  std::shared_ptr<FailureNotes> notes_;
 };
 
 class PosixSequentialFile final : public SequentialFile {
  public:
-  explicit PosixSequentialFile(ScopedFd fd) : fd_(std::move(fd)) {}
+  PosixSequentialFile(ScopedFd fd, std::shared_ptr<FailureNotes> notes)
+      : fd_(std::move(fd)), notes_(std::move(notes)) {}
   OsError Read(char* buffer, size_t capacity, size_t* read) override {
     *read = 0;
     for (;;) {
@@ -210,12 +214,13 @@ class PosixSequentialFile final : public SequentialFile {
         *read = static_cast<size_t>(n);
         return os_error::kSuccess;
       }
-      if (errno != EINTR) return OsErrorFromErrno(errno);
+      if (errno != EINTR) return notes_->FromErrno(errno);
     }
   }
 
  private:
   ScopedFd fd_;
+  std::shared_ptr<FailureNotes> notes_;
 };
 
 }  // namespace
@@ -289,8 +294,7 @@ OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastCompo
     // What does not exist is left to the operation to report.
     if (::lstat(prefix.c_str(), &st) != 0) break;
     if (S_ISLNK(st.st_mode)) {
-      static constexpr TraceSite kSite{"Env", "FileSystem: "};
-      Q9_TRACE(kSite, trace_level::kProgress, "Symbolic link not followed: %s", prefix.c_str());
+      notes_->LinkNotFollowed(prefix);
       return os_error::kAccessDenied;
     }
     if (is_last) break;
@@ -322,7 +326,7 @@ OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry
   ScopedDir handle(::opendir(dir.c_str()));
   if (!handle) {
     // A missing folder in a search pattern is a missing path on Windows.
-    return errno == ENOENT ? os_error::kPathNotFound : OsErrorFromErrno(errno, dir);
+    return errno == ENOENT ? os_error::kPathNotFound : notes_->FromErrno(errno, dir);
   }
   errno = 0;
   while (const dirent* entry = ::readdir(handle.get())) {
@@ -338,7 +342,7 @@ OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry
     entries->push_back(std::move(listed));
     errno = 0;
   }
-  if (errno != 0) return OsErrorFromErrno(errno, dir);
+  if (errno != 0) return notes_->FromErrno(errno, dir);
   std::sort(entries->begin(), entries->end(), StoreOrder);
   return os_error::kSuccess;
 }
@@ -361,7 +365,7 @@ OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
   const auto stat_call = is_confined_link ? ::lstat : ::stat;
   struct stat st;
   if (real.empty() || stat_call(real.c_str(), &st) != 0) {
-    return real.empty() ? os_error::kPathNotFound : OsErrorFromErrno(errno, real);
+    return real.empty() ? os_error::kPathNotFound : notes_->FromErrno(errno, real);
   }
   info->is_directory = S_ISDIR(st.st_mode);
   info->read_only = (st.st_mode & S_IWUSR) == 0;
@@ -375,10 +379,10 @@ OsError PosixFileSystem::SetReadOnly(const std::string& path, bool read_only) {
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
   struct stat st;
-  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (::lstat(real.c_str(), &st) != 0) return notes_->FromErrno(errno, real);
   if (S_ISLNK(st.st_mode)) return os_error::kAccessDenied;
   const mode_t mode = read_only ? (st.st_mode & ~S_IWUSR) : (st.st_mode | S_IWUSR);
-  if (::chmod(real.c_str(), mode & 07777) != 0) return OsErrorFromErrno(errno, real);
+  if (::chmod(real.c_str(), mode & 07777) != 0) return notes_->FromErrno(errno, real);
   return os_error::kSuccess;
 }
 
@@ -387,7 +391,7 @@ OsError PosixFileSystem::CreateDirectory(const std::string& path) {
   std::string real;
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
-  if (::mkdir(real.c_str(), 0777) != 0) return OsErrorFromErrno(errno, real);
+  if (::mkdir(real.c_str(), 0777) != 0) return notes_->FromErrno(errno, real);
   return SyncFolderOf(real);
 }
 
@@ -397,11 +401,11 @@ OsError PosixFileSystem::DeleteFile(const std::string& path) {
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
   struct stat st;
-  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (::lstat(real.c_str(), &st) != 0) return notes_->FromErrno(errno, real);
   if (S_ISDIR(st.st_mode) || (!S_ISLNK(st.st_mode) && (st.st_mode & S_IWUSR) == 0)) {
     return os_error::kAccessDenied;
   }
-  if (::unlink(real.c_str()) != 0) return OsErrorFromErrno(errno, real);
+  if (::unlink(real.c_str()) != 0) return notes_->FromErrno(errno, real);
   return os_error::kSuccess;
 }
 
@@ -420,15 +424,15 @@ OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string&
                                      bool overwrite, bool replace_read_only) {
   ScopedFd source;
   struct stat st;
-  OsError error = OpenRegularFile(from, &source, &st);
+  OsError error = OpenRegularFile(*notes_, from, &source, &st);
   if (error != os_error::kSuccess) return error;
-  error = CheckReplaceable(to, overwrite);
+  error = CheckReplaceable(*notes_, to, overwrite);
   if (error == os_error::kAccessDenied && replace_read_only && !IsDirectory(to)) {
     error = os_error::kSuccess;
   }
   if (error != os_error::kSuccess) return error;
 
-  TempFile temp(to);
+  TempFile temp(*notes_, to);
   if ((error = temp.Create((st.st_mode & 07777) | S_IRUSR | S_IWUSR)) != os_error::kSuccess) {
     return error;
   }
@@ -437,16 +441,16 @@ OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string&
     const ssize_t n = ::read(source.get(), buffer, sizeof buffer);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return OsErrorFromErrno(errno, from);
+      return notes_->FromErrno(errno, from);
     }
     if (n == 0) break;
-    if ((error = WriteAll(temp.fd(), std::string_view(buffer, static_cast<size_t>(n)))) !=
+    if ((error = WriteAll(*notes_, temp.fd(), std::string_view(buffer, static_cast<size_t>(n)))) !=
         os_error::kSuccess) {
       return error;
     }
   }
   // The copy keeps the source's permission bits, read-only flag included.
-  if (::fchmod(temp.fd(), st.st_mode & 07777) != 0) return OsErrorFromErrno(errno);
+  if (::fchmod(temp.fd(), st.st_mode & 07777) != 0) return notes_->FromErrno(errno);
   return temp.Commit(overwrite);
 }
 
@@ -474,7 +478,7 @@ OsError PosixFileSystem::CopyTreeResolved(const std::string& from, const std::st
   OsError error = ReadFolder(from, &entries);
   if (error != os_error::kSuccess) return error;
   if (!IsDirectory(to)) {
-    if (::mkdir(to.c_str(), 0777) != 0) return OsErrorFromErrno(errno, to);
+    if (::mkdir(to.c_str(), 0777) != 0) return notes_->FromErrno(errno, to);
   }
   for (const DirEntry& entry : entries) {
     const std::string source = JoinPath(from, entry.name);
@@ -496,14 +500,14 @@ OsError PosixFileSystem::CopyTreeResolved(const std::string& from, const std::st
 OsError PosixFileSystem::CopyLink(const std::string& from, const std::string& to) {
   std::string destination(4096, '\0');
   const ssize_t n = ::readlink(from.c_str(), destination.data(), destination.size() - 1);
-  if (n < 0) return OsErrorFromErrno(errno, from);
+  if (n < 0) return notes_->FromErrno(errno, from);
   destination.resize(static_cast<size_t>(n));
   struct stat st;
   if (::lstat(to.c_str(), &st) == 0) {
     if (S_ISDIR(st.st_mode)) return os_error::kAccessDenied;
-    if (::unlink(to.c_str()) != 0) return OsErrorFromErrno(errno, to);
+    if (::unlink(to.c_str()) != 0) return notes_->FromErrno(errno, to);
   }
-  if (::symlink(destination.c_str(), to.c_str()) != 0) return OsErrorFromErrno(errno, to);
+  if (::symlink(destination.c_str(), to.c_str()) != 0) return notes_->FromErrno(errno, to);
   return os_error::kSuccess;
 }
 
@@ -513,25 +517,25 @@ OsError PosixFileSystem::DeleteTree(const std::string& path) {
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
   struct stat st;
-  if (::lstat(real.c_str(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (::lstat(real.c_str(), &st) != 0) return notes_->FromErrno(errno, real);
   if (!S_ISDIR(st.st_mode)) return os_error::kDirectory;
   AddOwnerWriteToFolders(real);
   std::error_code ec;
   std::filesystem::remove_all(real, ec);
-  if (ec) return OsErrorFromErrno(ec.value(), real);
+  if (ec) return notes_->FromErrno(ec.value(), real);
   return os_error::kSuccess;
 }
 
 namespace {
 
 // The one way files are opened for reading: resolved, regular files only.
-OsError OpenForReading(PosixFileSystem& files, const std::string& path, std::string* real,
-                       ScopedFd* fd, struct stat* st) {
+OsError OpenForReading(PosixFileSystem& files, FailureNotes& notes, const std::string& path,
+                       std::string* real, ScopedFd* fd, struct stat* st) {
   if (path.empty()) return os_error::kPathNotFound;
   const OsError error =
       files.ResolveConfined(path, PosixFileSystem::LastComponent::kRefuseLink, real);
   if (error != os_error::kSuccess) return error;
-  return OpenRegularFile(*real, fd, st);
+  return OpenRegularFile(notes, *real, fd, st);
 }
 
 }  // namespace
@@ -541,7 +545,7 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
   std::string real;
   ScopedFd fd;
   struct stat st;
-  const OsError error = OpenForReading(*this, path, &real, &fd, &st);
+  const OsError error = OpenForReading(*this, *notes_, path, &real, &fd, &st);
   if (error != os_error::kSuccess) return error;
   contents->reserve(static_cast<size_t>(st.st_size));
   char buffer[64 * 1024];
@@ -550,7 +554,7 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
     if (n < 0) {
       if (errno == EINTR) continue;
       contents->clear();
-      return OsErrorFromErrno(errno, real);
+      return notes_->FromErrno(errno, real);
     }
     if (n == 0) break;
     contents->append(buffer, static_cast<size_t>(n));
@@ -564,9 +568,9 @@ OsError PosixFileSystem::OpenSequential(const std::string& path,
   std::string real;
   ScopedFd fd;
   struct stat st;
-  const OsError error = OpenForReading(*this, path, &real, &fd, &st);
+  const OsError error = OpenForReading(*this, *notes_, path, &real, &fd, &st);
   if (error != os_error::kSuccess) return error;
-  *file = std::make_unique<PosixSequentialFile>(std::move(fd));
+  *file = std::make_unique<PosixSequentialFile>(std::move(fd), notes_);
   return os_error::kSuccess;
 }
 
@@ -575,13 +579,13 @@ OsError PosixFileSystem::WriteFileAtomic(const std::string& path, std::string_vi
   std::string real;
   OsError error = ResolveConfined(path, LastComponent::kRefuseLink, &real);
   if (error != os_error::kSuccess) return error;
-  error = CheckReplaceable(real, /*overwrite=*/true);
+  error = CheckReplaceable(*notes_, real, /*overwrite=*/true);
   if (error != os_error::kSuccess) return error;
   struct stat st;
   const mode_t mode = ::stat(real.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666 & ~CurrentUmask();
-  TempFile temp(real);
+  TempFile temp(*notes_, real);
   if ((error = temp.Create(mode | S_IRUSR | S_IWUSR)) != os_error::kSuccess) return error;
-  if ((error = WriteAll(temp.fd(), contents)) != os_error::kSuccess) return error;
+  if ((error = WriteAll(*notes_, temp.fd(), contents)) != os_error::kSuccess) return error;
   return temp.Commit(/*replace=*/true);
 }
 
@@ -598,12 +602,12 @@ OsError PosixFileSystem::OpenWritable(const std::string& path, OpenMode mode,
                     (mode == OpenMode::kTruncate ? O_TRUNC : O_APPEND);
   ScopedFd fd;
   fd.Adopt(::open(real.c_str(), flags, 0666));
-  if (fd.get() < 0) return OsErrorFromErrno(errno, real);
+  if (fd.get() < 0) return notes_->FromErrno(errno, real);
   struct stat st;
-  if (::fstat(fd.get(), &st) != 0) return OsErrorFromErrno(errno, real);
+  if (::fstat(fd.get(), &st) != 0) return notes_->FromErrno(errno, real);
   if (!S_ISREG(st.st_mode)) return os_error::kAccessDenied;
-  if (::fcntl(fd.get(), F_SETFL, flags & (O_APPEND)) != 0) return OsErrorFromErrno(errno, real);
-  *file = std::make_unique<PosixWritableFile>(std::move(fd));
+  if (::fcntl(fd.get(), F_SETFL, flags & (O_APPEND)) != 0) return notes_->FromErrno(errno, real);
+  *file = std::make_unique<PosixWritableFile>(std::move(fd), notes_);
   return os_error::kSuccess;
 }
 

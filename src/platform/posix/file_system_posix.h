@@ -4,7 +4,10 @@
 
 #include <sys/types.h>
 
+#include <memory>
+
 #include "platform/env.h"
+#include "platform/posix/errno_map.h"
 
 namespace q9 {
 
@@ -24,6 +27,7 @@ class PosixFileSystem final : public FileSystem {
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
   void ConfineLinksBelow(std::vector<std::string> roots) override;
+  std::vector<FailureNote> TakeFailureNotes() override { return notes_->Take(); }
 
   // `path` as it exists on disk: each component that does not exist as
   // spelled is replaced by the first entry (in store order) that equals it
@@ -46,12 +50,14 @@ class PosixFileSystem final : public FileSystem {
   OsError CopyLink(const std::string& from, const std::string& to);
   mode_t CurrentUmask();
 
-  // 0, or 5 (traced with the link's name) when a component of the resolved
+  // 0, or 5 (noted with the link's name) when a component of the resolved
   // path `real` below a confined root is a symbolic link.
   OsError RefuseLinksBelowRoot(const std::string& real, LastComponent last) const;
 
   // Resolved, without a trailing separator (but "/" for the file-system root).
   std::vector<std::string> confined_roots_;
+  // Shared with the files this object opens.
+  std::shared_ptr<FailureNotes> notes_ = std::make_shared<FailureNotes>();
 };
 
 // Gives the folder `real_root` and every folder below it owner-write, never
