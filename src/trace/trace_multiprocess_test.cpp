@@ -5,7 +5,7 @@
 #include <regex>
 #include <sstream>
 
-#include "platform/child_process.h"
+#include "child_process.h"
 #include "temp_dir.h"
 #include "test_env.h"
 #include "trace/trace.h"
@@ -42,7 +42,7 @@ class TraceProcessesTest : public ::testing::Test {
       }
       return 0;
     };
-    ASSERT_EQ(RunInChildProcesses(2, writer), (std::vector<int>{0, 0}));
+    ASSERT_EQ(testing::RunInChildProcesses(2, writer), (std::vector<int>{0, 0}));
   }
   // Checks that every line is one whole record and that each child's
   // records keep their order; returns the number of records per child.
@@ -116,7 +116,7 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
     section = TraceSection::Open(t_.shared, names_.section, &failure, &error);
     return section != nullptr && section->Lock() == MutexLockResult::kLocked ? 0 : 1;
   };
-  ASSERT_EQ(RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
+  ASSERT_EQ(testing::RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
   t_.SetTrace("Output", "DBG");
   t_.SetTrace("Format", "TEXT");
   Start();

@@ -1,11 +1,11 @@
+#include "child_process.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 
-#include "platform/child_process.h"
-
-namespace q9 {
+namespace q9::testing {
 
 std::vector<int> RunInChildProcesses(int count, const std::function<int(int index)>& body) {
   std::vector<pid_t> children;
@@ -27,4 +27,4 @@ std::vector<int> RunInChildProcesses(int count, const std::function<int(int inde
   return statuses;
 }
 
-}  // namespace q9
+}  // namespace q9::testing

@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-namespace q9 {
+namespace q9::testing {
 
 // Forks `count` children that run `body(index)` at the same time and end
 // with its result as their exit status, without running exit handlers.
@@ -13,4 +13,4 @@ namespace q9 {
 // died from a signal.
 std::vector<int> RunInChildProcesses(int count, const std::function<int(int index)>& body);
 
-}  // namespace q9
+}  // namespace q9::testing
