@@ -14,17 +14,24 @@ namespace {
 constexpr TraceSite kSite{"Main", "wmain: "};
 
 void TraceArguments(const CommandLine& line) {
-  Q9_TRACE(kSite, 64, "First  Command Line Argument: %s", line.arguments[0].c_str());
-  Q9_TRACE(kSite, 64, "Second Command Line Argument: %s", line.arguments[1].c_str());
-  Q9_TRACE(kSite, 64, "Third  Command Line Argument: %s", line.arguments[2].c_str());
-  Q9_TRACE(kSite, 64, "Forth  Command Line Argument: %s", line.arguments[3].c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "First  Command Line Argument: %s",
+           line.arguments[0].c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Second Command Line Argument: %s",
+           line.arguments[1].c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Third  Command Line Argument: %s",
+           line.arguments[2].c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Forth  Command Line Argument: %s",
+           line.arguments[3].c_str());
 }
 
 void ReportChoices(const CommandLine& line, InstallLog& log) {
-  Q9_TRACE(kSite, 64, "Using Install/Uninstall argument: %s", line.mode.c_str());
-  Q9_TRACE(kSite, 64, "Using Program Files argument: %s", line.program_files.c_str());
-  Q9_TRACE(kSite, 64, "Using ProgramData argument: %s", line.program_data.c_str());
-  Q9_TRACE(kSite, 64, "Using Export argument: %s", line.export_name.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Using Install/Uninstall argument: %s",
+           line.mode.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Using Program Files argument: %s",
+           line.program_files.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Using ProgramData argument: %s",
+           line.program_data.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "Using Export argument: %s", line.export_name.c_str());
   log.Write("Using Install/Uninstall argument: ", line.mode);
   log.Write("Using Program Files argument: ", line.program_files);
   log.Write("Using ProgramData argument: ", line.program_data);
@@ -57,23 +64,24 @@ ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
   InitializeXmlLibrary();
 
   const int count = argc > 0 ? argc - 1 : 0;
-  Q9_TRACE(kSite, 8, ">> Start");
-  Q9_TRACE(kSite, 64, " Number of comand line arguments %d", count);
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  Q9_TRACE(kSite, trace_level::kProgress, " Number of comand line arguments %d", count);
   InstallLog log(env);
   log.Write("Number of cmd-arguments: ", std::to_string(count));
 
   const CommandLine line = ParseCommandLine(argc, argv);
   TraceArguments(line);
   if (line.mode_defaulted) {
-    Q9_TRACE(kSite, 64, "Install/Uninstall argument not found. Use default: %s", line.mode.c_str());
+    Q9_TRACE(kSite, trace_level::kProgress, "Install/Uninstall argument not found. Use default: %s",
+             line.mode.c_str());
     log.Write("Chosen install-mode is: ", line.mode);
   }
 
   const int32_t com = env.process().InitializeCom();
-  Q9_TRACE(kSite, 64, "CoInitializeEx result=%d", com);
+  Q9_TRACE(kSite, trace_level::kProgress, "CoInitializeEx result=%d", com);
   if (com != 0 && com != 1) {
-    Q9_TRACE(kSite, 64, "COM Library has not been initialized");
-    Q9_TRACE(kSite, 128, "return ERR_CANT_CREATE_COM_INSTANCE");
+    Q9_TRACE(kSite, trace_level::kProgress, "COM Library has not been initialized");
+    Q9_TRACE(kSite, trace_level::kResult, "return ERR_CANT_CREATE_COM_INSTANCE");
     log.Close();
     TraceClient::Stop();
     return ERR_CANT_CREATE_COM_INSTANCE;
@@ -87,7 +95,7 @@ ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
     result = RunOperation(installer, line);
     log.Write("CfgImp ended with return-value: ", std::to_string(result));
     env.process().UninitializeCom();
-    Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+    Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
     env.process().ReleaseTraceSecurity();
   }
   log.Close();

@@ -9,7 +9,7 @@ namespace q9 {
 
 ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer) {
   static constexpr TraceSite kSite{"Installer", "CheckAndRemoveReadOnlyFlagForAllXmls: "};
-  Q9_TRACE(kSite, 8, ">> Start");
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   installer.log().Write(">>>> CheckAndRemoveReadOnlyFlagForAllXmls");
   const StorePaths& paths = installer.paths();
   for (const std::string& folder : {paths.Data(), paths.Meta(), paths.Install()}) {
@@ -17,7 +17,7 @@ ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer) {
     if (result != PGSP_OK) {
       installer.log().Write("<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: ",
                             std::to_string(result));
-      Q9_TRACE(kSite, 128, "<< End with retVal: %d", result);
+      Q9_TRACE(kSite, trace_level::kResult, "<< End with retVal: %d", result);
       return result;
     }
   }
@@ -27,7 +27,7 @@ ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer) {
 ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::string& directory) {
   static constexpr TraceSite kSite{"Installer", "RemoveReadOnlyFlagForAllFilesIn: "};
   if (directory.empty()) {
-    Q9_TRACE(kSite, 128,
+    Q9_TRACE(kSite, trace_level::kResult,
              "<< RemoveReadOnlyFlagForAllFilesIn failed, because of empty input parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
@@ -35,7 +35,7 @@ ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::stri
   std::vector<DirEntry> entries;
   const OsError error = files.ListDirectory(directory, &entries);
   if (error != os_error::kSuccess) {
-    Q9_TRACE(kSite, 64, "<< FindFirstFile failed! LastError: %d", error);
+    Q9_TRACE(kSite, trace_level::kProgress, "<< FindFirstFile failed! LastError: %d", error);
     return error;
   }
   for (const DirEntry& entry : entries) {
@@ -50,7 +50,8 @@ ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::stri
     if (files.GetFileInfo(path, &info) != os_error::kSuccess || !info.read_only) continue;
     const OsError set_error = files.SetReadOnly(path, false);
     if (set_error != os_error::kSuccess) {
-      Q9_TRACE(kSite, 64, "<< SetFileAttributes failed! LastError: %d", set_error);
+      Q9_TRACE(kSite, trace_level::kProgress, "<< SetFileAttributes failed! LastError: %d",
+               set_error);
     }
   }
   return PGSP_OK;

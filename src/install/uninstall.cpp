@@ -11,7 +11,7 @@ void DeleteStoreFolder(Installer& installer, const std::string& folder, const ch
   const ResultCode result = installer.file_operator().DeleteDirectory(folder);
   if (result == PGSP_OK) return;
   const std::string message = std::string("Can't delete ") + what + " Directory!";
-  Q9_TRACE(kUninstallSite, 64, "%s Result = %d", message.c_str(), result);
+  Q9_TRACE(kUninstallSite, trace_level::kProgress, "%s Result = %d", message.c_str(), result);
   installer.log().Write(message);
 }
 
@@ -28,11 +28,11 @@ bool Installer::InstallTreeHasTemplates() {
 }
 
 ResultCode Installer::Uninstall() {
-  Q9_TRACE(kUninstallSite, 8, ">> Start");
+  Q9_TRACE(kUninstallSite, trace_level::kEntry, ">> Start");
   log_.Write(">> Uninstall");
-  Q9_TRACE(kUninstallSite, 64, "5 second waiting loop");
+  Q9_TRACE(kUninstallSite, trace_level::kProgress, "5 second waiting loop");
   if (InstallTreeHasTemplates()) {
-    Q9_TRACE(kUninstallSite, 64, "Install subfolders are not empty!");
+    Q9_TRACE(kUninstallSite, trace_level::kProgress, "Install subfolders are not empty!");
     return kTemplatesLeftInInstall;
   }
   DeleteStoreFolder(*this, paths().Meta(), "Meta");

@@ -72,33 +72,34 @@ ResultCode FileOperator::DeleteDirectory(const std::string& path) {
   ResultCode result = ERR_DELETE_FAILED;
   if (env_.files().DeleteTree(path) == os_error::kSuccess) {
     result = PGSP_OK;
-    Q9_TRACE(kSite, 64, "Delete existing directory: %s", path.c_str());
+    Q9_TRACE(kSite, trace_level::kProgress, "Delete existing directory: %s", path.c_str());
   }
-  Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+  Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
   return result;
 }
 
 ResultCode FileOperator::CopyFiles(InstallLog& log, const std::string& source,
                                    const std::string& destination, int32_t overwrite) {
   static constexpr TraceSite kSite{kModule, "CopyFiles: "};
-  Q9_TRACE(kSite, 8, ">> Start");
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   log.Write(">> CopyFiles");
   if (source.empty() || destination.empty()) {
-    Q9_TRACE(kSite, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL");
+    Q9_TRACE(kSite, trace_level::kResult, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
-  Q9_TRACE(kSite, 64, "From: %s,  To: %s,", source.c_str(), destination.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "From: %s,  To: %s,", source.c_str(),
+           destination.c_str());
   const OsError error = env_.files().CopyFile(source, destination, overwrite != 0);
   xml_.facts().Forget(destination);
   // The line comes before the outcome is looked at, so it appears for failed copies too.
   log.Write("File:   ", source, "   copied to:   ", destination);
   ResultCode result = PGSP_OK;
   if (error != os_error::kSuccess) {
-    Q9_TRACE(kSite, 64, "Cannot copy file %s", source.c_str());
-    Q9_TRACE(kSite, 64, "GetLastError() = %d", error);
+    Q9_TRACE(kSite, trace_level::kProgress, "Cannot copy file %s", source.c_str());
+    Q9_TRACE(kSite, trace_level::kProgress, "GetLastError() = %d", error);
     result = ERR_COPY_FAILED;
   }
-  Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+  Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
   log.Write("<< CopyFiles returns with: ", std::to_string(result));
   return result;
 }
@@ -107,11 +108,11 @@ ResultCode FileOperator::DeleteFiles(InstallLog& log, const std::string& path) {
   static constexpr TraceSite kSite{kModule, "DeleteFiles: "};
   const OsError error = env_.files().DeleteFile(path);
   if (error == os_error::kSuccess) {
-    Q9_TRACE(kSite, 128, "Successfully deleted file: %s", path.c_str());
+    Q9_TRACE(kSite, trace_level::kResult, "Successfully deleted file: %s", path.c_str());
     log.Write("Successfully deleted file: ", path);
     return PGSP_OK;
   }
-  Q9_TRACE(kSite, 128, "Deleting file: %s  failed!", path.c_str());
+  Q9_TRACE(kSite, trace_level::kResult, "Deleting file: %s  failed!", path.c_str());
   log.Write("Deleting file: ", path, "   failed with: ", std::to_string(error));
   return ERR_DELETE_FAILED;
 }
@@ -120,13 +121,14 @@ ResultCode FileOperator::CreateDir(InstallLog& log, const std::string& path) {
   static constexpr TraceSite kSite{kModule, "CreateDir: "};
   const OsError error = env_.files().CreateDirectory(path);
   if (error == os_error::kSuccess) {
-    Q9_TRACE(kSite, 128, "Successfully created directory: %s", path.c_str());
+    Q9_TRACE(kSite, trace_level::kResult, "Successfully created directory: %s", path.c_str());
     // "deleted" is what this line has always said after a creation; setup
     // tools that scan the log expect it.
     log.Write("Successfully deleted directory: ", path);
     return PGSP_OK;
   }
-  Q9_TRACE(kSite, 128, "Creating directory: %s  failed with: %d ", path.c_str(), error);
+  Q9_TRACE(kSite, trace_level::kResult, "Creating directory: %s  failed with: %d ", path.c_str(),
+           error);
   log.Write("Creating directory: ", path, "   failed with: ", std::to_string(error));
   return ERR_CREATE_DIRECTORY_FAILED;
 }
@@ -134,13 +136,13 @@ ResultCode FileOperator::CreateDir(InstallLog& log, const std::string& path) {
 ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& source,
                                        const std::string& destination) {
   static constexpr TraceSite kSite{kModule, "CopyDirectory: "};
-  Q9_TRACE(kSite, 8, ">> Start");
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   log.Write(">> CopyDirectory");
   if (source.empty() || destination.empty()) {
-    Q9_TRACE(kSite, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, Input is empty");
+    Q9_TRACE(kSite, trace_level::kResult, "<< return PGSP_ERR_INVALID_PARAMETERS, Input is empty");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
-  Q9_TRACE(kSite, 64, "From: %s, To: %s,", source.c_str(), destination.c_str());
+  Q9_TRACE(kSite, trace_level::kProgress, "From: %s, To: %s,", source.c_str(), destination.c_str());
   const std::string target = StorePaths::IsDirectory(env_, destination)
                                  ? JoinPath(destination, BaseName(source))
                                  : destination;
@@ -150,7 +152,7 @@ ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& sourc
     result = PGSP_OK;
   }
   xml_.facts().ForgetAll();
-  Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+  Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
   log.Write("<< CopyDirectory returns with: ", std::to_string(result));
   return result;
 }
@@ -158,15 +160,15 @@ ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& sourc
 template <typename Accept>
 ResultCode FileOperator::EnumMatching(const TraceSite& kSite, const std::string& directory,
                                       uint32_t index, std::string* name, Accept accept) {
-  Q9_TRACE(kSite, 8, ">> Start");
+  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   if (directory.empty()) {
-    Q9_TRACE(kSite, 16, "<< FindFirstFile failed! Invalid input-parameter!");
+    Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile failed! Invalid input-parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
   std::shared_ptr<const std::vector<DirEntry>> entries;
   const OsError error = env_.files().ListDirectoryShared(directory, &entries);
   if (error != os_error::kSuccess) {
-    Q9_TRACE(kSite, 16, "<< FindFirstFile failed! LastError: %d", error);
+    Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile failed! LastError: %d", error);
     return error;
   }
   uint32_t count = 0;
@@ -177,7 +179,7 @@ ResultCode FileOperator::EnumMatching(const TraceSite& kSite, const std::string&
       return PGSP_OK;
     }
   }
-  Q9_TRACE(kSite, 16, "<< FindFirstFile returned with PGSP_ERR_NO_MORE_ITEMS!");
+  Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile returned with PGSP_ERR_NO_MORE_ITEMS!");
   return PGSP_ERR_NO_MORE_ITEMS;
 }
 
@@ -331,7 +333,8 @@ ResultCode FileOperator::DeleteAssociatedLogDevices(const std::string& name) {
   std::string board_device_id;
   Identity template_identity;
   if (protocol) {
-    (void)xml_.facts().RootAttribute(JoinPath(paths_.MetaProtocols(), name), "Name", &protocol_name);
+    (void)xml_.facts().RootAttribute(JoinPath(paths_.MetaProtocols(), name), "Name",
+                                     &protocol_name);
   }
   if (board) {
     (void)xml_.facts().RootAttribute(JoinPath(paths_.MetaBoards(), name), "DeviceID",

@@ -2,8 +2,8 @@
 // level is enabled, so a disabled call costs four loads and two compares.
 //
 //   constexpr TraceSite kSite{"FileOperator", "CopyFiles: "};
-//   Q9_TRACE(kSite, 8, ">> Start");
-//   Q9_TRACE(kSite, 128, "<< return lRet = %d", result);
+//   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+//   Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
 //
 // Records carry the component tag "IMP", the site's module and function
 // label, and the source file and line of the call (see trace_format.h).

@@ -65,10 +65,10 @@ void BM_DisabledTraceCall(benchmark::State& state) {
   constexpr int kCalls = 16;
   for (auto _ : state) {
     for (int i = 0; i < kCalls / 4; ++i) {
-      Q9_TRACE(kSite, 8, ">> Start");
-      Q9_TRACE(kSite, 16, "warning");
-      Q9_TRACE(kSite, 128, "<< return lRet = %d", i);
-      Q9_TRACE(kSite, 8, ">> Start");
+      Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+      Q9_TRACE(kSite, trace_level::kWarning, "warning");
+      Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", i);
+      Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
     }
   }
   state.counters["per_call"] = benchmark::Counter(
@@ -80,7 +80,8 @@ BENCHMARK(BM_DisabledTraceCall);
 void WriteRecords(benchmark::State& state) {
   int i = 0;
   for (auto _ : state) {
-    Q9_TRACE(kSite, 64, "copied file %d of the store to its backup folder", ++i);
+    Q9_TRACE(kSite, trace_level::kProgress, "copied file %d of the store to its backup folder",
+             ++i);
   }
   state.SetItemsProcessed(state.iterations());
 }

@@ -21,10 +21,10 @@ using testing::ReadText;
 constexpr TraceSite kImport{"Installer", "Import: "};
 
 void TraceEveryLevel() {
-  Q9_TRACE(kImport, 8, ">> Start");
-  Q9_TRACE(kImport, 16, "warning");
-  Q9_TRACE(kImport, 64, "progress %d", 64);
-  Q9_TRACE(kImport, 128, "<< return lRet = %d", 2);
+  Q9_TRACE(kImport, trace_level::kEntry, ">> Start");
+  Q9_TRACE(kImport, trace_level::kWarning, "warning");
+  Q9_TRACE(kImport, trace_level::kProgress, "progress %d", 64);
+  Q9_TRACE(kImport, trace_level::kResult, "<< return lRet = %d", 2);
 }
 
 class TraceClientTest : public ::testing::Test {
@@ -67,8 +67,8 @@ TEST_F(TraceClientTest, ErrorsTracedWhileTheClientWritesDoNotStallIt) {
   for (bool with_section : {true, false}) {
     t_.shared.map_error = with_section ? 0 : os_error::kAccessDenied;
     Start();
-    Q9_TRACE(kImport, 64, "lost, the file is a folder");
-    Q9_TRACE(kImport, 64, "lost too");
+    Q9_TRACE(kImport, trace_level::kProgress, "lost, the file is a folder");
+    Q9_TRACE(kImport, trace_level::kProgress, "lost too");
     EXPECT_TRUE(TraceLevelEnabled(64)) << with_section;
     TraceClient::Stop();
   }
@@ -113,14 +113,14 @@ TEST_F(TraceClientTest, AtStartUpTheFileModifiedLastIsContinued) {
   age(1, -20);
   age(2, -10);
   Start();
-  Q9_TRACE(kImport, 64, "a");
+  Q9_TRACE(kImport, trace_level::kProgress, "a");
   TraceClient::Stop();
   EXPECT_EQ(ReadText(dir_.Path("x2.TRC")), "two\nImport:  a\n");
 
   // The run ended on file 2; file 1 is changed later without a writer.
   age(1, 100);
   Start();
-  Q9_TRACE(kImport, 64, "b");
+  Q9_TRACE(kImport, trace_level::kProgress, "b");
   EXPECT_EQ(ReadText(dir_.Path("x1.TRC")), "one\nImport:  b\n");
 }
 
@@ -148,11 +148,11 @@ TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   Start();
   t_.SetTrace("Level", "0x08");
   t_.clock.Advance(59);
-  Q9_TRACE(kImport, 64, "at 59");
-  Q9_TRACE(kImport, 8, "not yet");
+  Q9_TRACE(kImport, trace_level::kProgress, "at 59");
+  Q9_TRACE(kImport, trace_level::kEntry, "not yet");
   t_.clock.Advance(1);
-  Q9_TRACE(kImport, 64, "dropped under the new level");
-  Q9_TRACE(kImport, 8, "now");
+  Q9_TRACE(kImport, trace_level::kProgress, "dropped under the new level");
+  Q9_TRACE(kImport, trace_level::kEntry, "now");
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\n");
 
   // Without "Consult" the registry is not looked at again.
@@ -160,7 +160,7 @@ TEST_F(TraceClientTest, ConsultReadsTheConfigurationAgainAfterItsInterval) {
   Start();
   t_.SetTrace("Level", "0x40");
   t_.clock.Advance(1000);
-  Q9_TRACE(kImport, 8, "still");
+  Q9_TRACE(kImport, trace_level::kEntry, "still");
   EXPECT_EQ(debug(), "Import:  at 59\nImport:  now\nImport:  still\n");
 }
 
@@ -171,11 +171,11 @@ TEST_F(TraceClientTest, ASectionThatFailedIsCreatedAtTheNextReading) {
   Start();
   t_.shared.map_error = 0;
   t_.clock.Advance(60);
-  Q9_TRACE(kImport, 64, "read again");
+  Q9_TRACE(kImport, trace_level::kProgress, "read again");
   // Only a client that now uses the section sees the signal.
   t_.SetTrace("Level", "0x10");
   ASSERT_EQ(SignalTraceReconfiguration(t_.shared, names_.section), 0);
-  Q9_TRACE(kImport, 16, "signalled");
+  Q9_TRACE(kImport, trace_level::kWarning, "signalled");
   EXPECT_EQ(debug(),
             "ERROR: Can't create Q9TRC_SECTION, GetLastError()=5 \nImport:  read again\n"
             "Import:  signalled\n");
@@ -188,7 +188,7 @@ TEST_F(TraceClientTest, DeviceAndSerialPortReceiveWholeLines) {
   for (const char* output : {"vxd", "COM2"}) {
     t_.SetTrace("Output", output);
     Start();
-    Q9_TRACE(kImport, 64, "to %s", output);
+    Q9_TRACE(kImport, trace_level::kProgress, "to %s", output);
   }
   EXPECT_EQ(ReadText(names_.vxd_device), "Import:  to vxd\n");
   EXPECT_EQ(ReadText(names_.com2), "Import:  to COM2\n");
@@ -233,7 +233,7 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
       static_cast<TraceSectionLayout*>(section->address())->layout_size += 8;
     }
     Start();
-    Q9_TRACE(kImport, 64, "still traced");
+    Q9_TRACE(kImport, trace_level::kProgress, "still traced");
     EXPECT_EQ(debug(), c.report) << c.output << " " << c.map_error << c.mutex_error;
   }
 }
@@ -247,7 +247,7 @@ TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
   t_.SetTrace("Output", "Q9TRACEENGINE");
   t_.folders.program_files = "/opt/common";
   Start();
-  Q9_TRACE(kImport, 64, "nowhere");
+  Q9_TRACE(kImport, trace_level::kProgress, "nowhere");
   const std::string library =
       "/opt/common/Kestrel/Automation/TraceEngine/bin/libQ9TraceEngine64X.so";
   EXPECT_EQ(t_.libraries.loaded_path, library);
@@ -274,14 +274,14 @@ TEST_F(TraceClientTest, TraceEngineGetsTheRecordsOrIsReportedMissing) {
                           {"TraceWrite", reinterpret_cast<void*>(write)},
                           {"TraceClose", reinterpret_cast<void*>(close)}};
   Start();
-  Q9_TRACE(kImport, 64, "nowhere");
+  Q9_TRACE(kImport, trace_level::kProgress, "nowhere");
   EXPECT_EQ(debug(), "TraceClient error 0xC0001401: TraceCommand\n");
   EXPECT_TRUE(engine_calls.empty());
 
   debug().clear();
   t_.libraries.symbols["TraceCommand"] = reinterpret_cast<void*>(command);
   Start();
-  Q9_TRACE(kImport, 64, "engine record");
+  Q9_TRACE(kImport, trace_level::kProgress, "engine record");
   TraceClient::Stop();
   const std::string settings = "/opt/common/Kestrel/q9net/meta/trace/Settings/Q9sdd_Trace";
   EXPECT_EQ(engine_calls,

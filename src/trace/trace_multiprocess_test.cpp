@@ -38,7 +38,8 @@ class TraceProcessesTest : public ::testing::Test {
     const auto writer = [this](int child) {
       Start();
       for (int i = 0; i < kRecords; ++i) {
-        Q9_TRACE(kWriter, 64, "child %d record %d %s", child, i, std::string(120, 'x').c_str());
+        Q9_TRACE(kWriter, trace_level::kProgress, "child %d record %d %s", child, i,
+                 std::string(120, 'x').c_str());
       }
       return 0;
     };
@@ -120,8 +121,8 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
   t_.SetTrace("Output", "DBG");
   t_.SetTrace("Format", "TEXT");
   Start();
-  Q9_TRACE(kWriter, 64, "first");
-  Q9_TRACE(kWriter, 64, "second");
+  Q9_TRACE(kWriter, trace_level::kProgress, "first");
+  Q9_TRACE(kWriter, trace_level::kProgress, "second");
   EXPECT_EQ(t_.process.debug_output, "Writer:  first\nWriter:  second\n");
 }
 

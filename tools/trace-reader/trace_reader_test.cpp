@@ -42,9 +42,9 @@ TEST_F(TraceReaderTest, FollowingShowsRecordsAsTheyArrive) {
     ++polls;
     if (polls == 2) {  // the ring did not exist at the first look
       Start();
-      Q9_TRACE(kSite, 64, "first");
+      Q9_TRACE(kSite, trace_level::kProgress, "first");
     }
-    if (polls == 3) Q9_TRACE(kSite, 64, "second");
+    if (polls == 3) Q9_TRACE(kSite, trace_level::kProgress, "second");
     return polls <= 3;
   };
   EXPECT_EQ(Run({"--name", names_.ring, "--interval", "1"}, writer_between_polls), 0);
@@ -54,11 +54,11 @@ TEST_F(TraceReaderTest, FollowingShowsRecordsAsTheyArrive) {
 TEST_F(TraceReaderTest, ReportsRecordsThatWentRoundTheRingUnreadAndDumpsTheRest) {
   t_.SetTrace("sm_size", "1000");  // two slots
   Start();
-  Q9_TRACE(kSite, 64, "step 1");
+  Q9_TRACE(kSite, trace_level::kProgress, "step 1");
   int polls = 0;
   const auto lapping_writer = [&] {
     if (++polls == 2) {
-      for (int i = 2; i <= 5; ++i) Q9_TRACE(kSite, 64, "step %d", i);
+      for (int i = 2; i <= 5; ++i) Q9_TRACE(kSite, trace_level::kProgress, "step %d", i);
     }
     return polls <= 2;
   };
@@ -76,8 +76,8 @@ TEST_F(TraceReaderTest, ReportsRecordsThatWentRoundTheRingUnreadAndDumpsTheRest)
 
 TEST_F(TraceReaderTest, FollowsARingSetUpAnewOrMadeAgainUnderItsName) {
   Start();
-  Q9_TRACE(kSite, 64, "old 1");
-  Q9_TRACE(kSite, 64, "old 2");
+  Q9_TRACE(kSite, trace_level::kProgress, "old 1");
+  Q9_TRACE(kSite, trace_level::kProgress, "old 2");
   int polls = 0;
   const auto restarting_writer = [&] {
     if (++polls == 2) {  // a ring spoilt in place is set up anew
@@ -86,14 +86,14 @@ TEST_F(TraceReaderTest, FollowsARingSetUpAnewOrMadeAgainUnderItsName) {
       EXPECT_EQ(t_.shared.MapSharedMemory(names_.ring, 0, false, &ring), 0);
       static_cast<TraceRingHeader*>(ring->address())->magic = 0;
       Start();
-      Q9_TRACE(kSite, 64, "anew");
+      Q9_TRACE(kSite, trace_level::kProgress, "anew");
     }
     if (polls == 3) {  // a larger ring under the same name
       TraceClient::Stop();
       EXPECT_EQ(t_.shared.RemoveSharedMemory(names_.ring), 0);
       t_.SetTrace("sm_size", "90000");
       Start();
-      Q9_TRACE(kSite, 64, "replaced");
+      Q9_TRACE(kSite, trace_level::kProgress, "replaced");
     }
     return polls <= 3;
   };
@@ -106,7 +106,7 @@ TEST_F(TraceReaderTest, ReconfigureMakesTracingProcessesReadTheirConfigurationAg
   Start();
   t_.SetTrace("Level", "0x10");
   EXPECT_EQ(Run({"--reconfigure", "--section", names_.section}), 0);
-  Q9_TRACE(kSite, 16, "warning now on");
+  Q9_TRACE(kSite, trace_level::kWarning, "warning now on");
   EXPECT_EQ(t_.process.debug_output, "Update:  warning now on\n");
 }
 
