@@ -1,6 +1,5 @@
 #include "app/entry_point.h"
 
-#include <filesystem>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@
 namespace q9 {
 namespace {
 
-using testing::ReadText;
 using testing::TempDir;
 using testing::TestEnv;
 
@@ -29,21 +27,9 @@ class EntryPointTest : public ::testing::Test {
     return RunCfgImp(test_.env, static_cast<int>(args.size()), args.data());
   }
 
-  // The one install log the run wrote.
-  std::string Log() {
-    std::vector<std::string> logs;
-    for (const auto& entry : std::filesystem::directory_iterator(dir_.Path("logs"))) {
-      logs.push_back(entry.path().string());
-    }
-    if (logs.size() != 1) return "<" + std::to_string(logs.size()) + " logs>";
-    return ReadText(logs[0]);
-  }
-
-  // The log without its dated first line.
-  std::string LogBody() {
-    const std::string log = Log();
-    return log.substr(log.find('\n') + 1);
-  }
+  // The one install log the run wrote, and that log without its dated first line.
+  std::string Log() { return testing::ReadOnlyFileIn(dir_.Path("logs")); }
+  std::string LogBody() { return testing::AfterFirstLine(Log()); }
 
   TempDir dir_;
   TestEnv test_;
@@ -130,7 +116,7 @@ TEST_F(EntryPointTest, DefaultModeAndComFailureAreTraced) {
 TEST_F(EntryPointTest, FailedTraceSecurityEndsTheRunWithItsErrorAndNoLog) {
   test_.process.security_result = 1337;
   EXPECT_EQ(Run({"-u"}), 1337);
-  EXPECT_EQ(Log(), "<0 logs>");
+  EXPECT_EQ(Log(), "<0 files>");
 }
 
 }  // namespace

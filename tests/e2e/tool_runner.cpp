@@ -75,20 +75,9 @@ int ToolRunner::Run(const std::vector<std::string>& args) {
   return WEXITSTATUS(status);
 }
 
-std::string ToolRunner::Log() const {
-  std::vector<std::string> logs;
-  for (const auto& entry : std::filesystem::directory_iterator(dir_.Path("logs"))) {
-    logs.push_back(entry.path().string());
-  }
-  if (logs.size() != 1) return "<" + std::to_string(logs.size()) + " install logs>";
-  return ReadText(logs[0]);
-}
+std::string ToolRunner::Log() const { return ReadOnlyFileIn(dir_.Path("logs")); }
 
-std::string ToolRunner::LogBody() const {
-  const std::string log = Log();
-  const size_t newline = log.find('\n');
-  return newline == std::string::npos ? log : log.substr(newline + 1);
-}
+std::string ToolRunner::LogBody() const { return AfterFirstLine(Log()); }
 
 std::string ToolRunner::UseSampleStore() {
   const std::string store = dir_.Path("Corvane OAM");

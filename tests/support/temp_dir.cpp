@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 namespace q9::testing {
 
@@ -51,6 +52,20 @@ std::string ReadText(const std::string& path) {
 bool PathExists(const std::string& path) {
   std::error_code ec;
   return std::filesystem::exists(std::filesystem::symlink_status(path, ec));
+}
+
+std::string ReadOnlyFileIn(const std::string& folder) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    files.push_back(entry.path().string());
+  }
+  if (files.size() != 1) return "<" + std::to_string(files.size()) + " files>";
+  return ReadText(files[0]);
+}
+
+std::string AfterFirstLine(const std::string& text) {
+  const size_t newline = text.find('\n');
+  return newline == std::string::npos ? text : text.substr(newline + 1);
 }
 
 }  // namespace q9::testing

@@ -28,5 +28,10 @@ class TempDir {
 // The whole contents of a file, or "<missing>" when it cannot be read.
 std::string ReadText(const std::string& path);
 bool PathExists(const std::string& path);
+// The contents of the one file in `folder` (an install log, say), or
+// "<N files>" when it does not hold exactly one.
+std::string ReadOnlyFileIn(const std::string& folder);
+// `text` without its first line (a log's dated start line).
+std::string AfterFirstLine(const std::string& text);
 
 }  // namespace q9::testing
