@@ -55,10 +55,10 @@ TEST_F(TraceClientTest, WithoutTheKeyNothingIsTracedAndNoFileCreated) {
   EXPECT_EQ(files.mutating_operations(), 0u);
 }
 
-// Opening a trace file that is a folder fails with an errno the platform
-// layer traces; that record must not take the trace lock a second time
-// (a stall and tracing switched off with the shared section, a hang with
-// the in-process lock).
+// Opening a trace file that is a folder fails while the client holds its
+// lock; neither that failure nor anything traced about it may take the lock
+// a second time (a stall and tracing switched off with the shared section, a
+// hang with the in-process lock).
 TEST_F(TraceClientTest, ErrorsTracedWhileTheClientWritesDoNotStallIt) {
   t_.SetTrace("Level", "0x48");
   t_.SetTrace("Path", dir_.path() + "/");
