@@ -29,7 +29,7 @@ bool Keepable(OsError error) {
     case os_error::kFileNotFound:
     case os_error::kPathNotFound:
     case os_error::kAccessDenied:
-    case os_error::kDirectory:
+    case os_error::kNotADirectory:
     case os_error::kFilenameTooLong:
       return true;
     default:

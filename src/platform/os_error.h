@@ -26,7 +26,7 @@ inline constexpr OsError kProcNotFound = 127;
 inline constexpr OsError kDirNotEmpty = 145;
 inline constexpr OsError kAlreadyExists = 183;
 inline constexpr OsError kFilenameTooLong = 206;
-inline constexpr OsError kDirectory = 267;
+inline constexpr OsError kNotADirectory = 267;
 inline constexpr OsError kNotSupported = 50;
 inline constexpr OsError kIoDevice = 1117;
 }  // namespace os_error

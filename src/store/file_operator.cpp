@@ -158,17 +158,17 @@ ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& sourc
 }
 
 template <typename Accept>
-ResultCode FileOperator::EnumMatching(const TraceSite& kSite, const std::string& directory,
+ResultCode FileOperator::EnumMatching(const TraceSite& site, const std::string& directory,
                                       uint32_t index, std::string* name, Accept accept) {
-  Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
+  Q9_TRACE(site, trace_level::kEntry, ">> Start");
   if (directory.empty()) {
-    Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile failed! Invalid input-parameter!");
+    Q9_TRACE(site, trace_level::kWarning, "<< FindFirstFile failed! Invalid input-parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
   std::shared_ptr<const std::vector<DirEntry>> entries;
   const OsError error = env_.files().ListDirectoryShared(directory, &entries);
   if (error != os_error::kSuccess) {
-    Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile failed! LastError: %d", error);
+    Q9_TRACE(site, trace_level::kWarning, "<< FindFirstFile failed! LastError: %d", error);
     return error;
   }
   uint32_t count = 0;
@@ -179,7 +179,7 @@ ResultCode FileOperator::EnumMatching(const TraceSite& kSite, const std::string&
       return PGSP_OK;
     }
   }
-  Q9_TRACE(kSite, trace_level::kWarning, "<< FindFirstFile returned with PGSP_ERR_NO_MORE_ITEMS!");
+  Q9_TRACE(site, trace_level::kWarning, "<< FindFirstFile returned with PGSP_ERR_NO_MORE_ITEMS!");
   return PGSP_ERR_NO_MORE_ITEMS;
 }
 

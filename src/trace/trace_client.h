@@ -10,7 +10,7 @@
 #pragma once
 
 #include "platform/env.h"
-#include "trace/trace_outputs.h"
+#include "trace/trace_destination.h"
 
 namespace q9 {
 

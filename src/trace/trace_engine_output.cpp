@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "trace/trace_format.h"
-#include "trace/trace_outputs.h"
+#include "trace/trace_destination.h"
 
 namespace q9 {
 namespace {

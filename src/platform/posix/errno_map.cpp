@@ -34,7 +34,7 @@ OsError OsErrorFromErrno(int err, const std::string& path) {
     case EBUSY:
     case ETXTBSY: return os_error::kSharingViolation;
     case ENAMETOOLONG: return os_error::kFilenameTooLong;
-    case ENOTDIR: return os_error::kDirectory;
+    case ENOTDIR: return os_error::kNotADirectory;
     case EINVAL: return os_error::kInvalidParameter;
     case EIO: return os_error::kIoDevice;
     default: return os_error::kGenFailure;

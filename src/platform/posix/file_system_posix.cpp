@@ -518,7 +518,7 @@ OsError PosixFileSystem::DeleteTree(const std::string& path) {
   if (error != os_error::kSuccess) return error;
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return notes_->FromErrno(errno, real);
-  if (!S_ISDIR(st.st_mode)) return os_error::kDirectory;
+  if (!S_ISDIR(st.st_mode)) return os_error::kNotADirectory;
   AddOwnerWriteToFolders(real);
   std::error_code ec;
   std::filesystem::remove_all(real, ec);

@@ -1,4 +1,4 @@
-#include "trace/trace_outputs.h"
+#include "trace/trace_destination.h"
 
 #include <algorithm>
 #include <cstdio>
