@@ -2,6 +2,7 @@
 
 #include "app/command_line.h"
 #include "install/installer.h"
+#include "install/read_only.h"
 #include "log/install_log.h"
 #include "trace/trace.h"
 #include "trace/trace_client.h"
@@ -91,7 +92,7 @@ ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
   ResultCode result = kOperationNotAvailable;
   {
     Installer installer(env, log, line.program_data, line.program_files);
-    (void)CheckAndRemoveReadOnlyFlagForAllXmls(installer);
+    (void)CheckAndRemoveReadOnlyFlagForAllXmls(env.files(), installer.paths(), log);
     result = RunOperation(installer, line);
     log.Write("CfgImp ended with return-value: ", std::to_string(result));
     env.process().UninitializeCom();

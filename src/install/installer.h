@@ -93,12 +93,4 @@ class Installer {
   BoardLibrary board_library_;
 };
 
-// Clears the read-only flag of every file below data, meta and Install, in
-// that order; the first failing folder ends the walk with its code.
-[[nodiscard]] ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer);
-// Clears the read-only flag of every file below `directory` (folders keep
-// theirs): 0, 87 for an empty path, or the OS error of the listing.
-[[nodiscard]] ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer,
-                                                         const std::string& directory);
-
 }  // namespace q9

@@ -1,4 +1,5 @@
 #include "install/installer.h"
+#include "install/read_only.h"
 
 #include <unistd.h>
 
@@ -29,6 +30,10 @@ class InstallerTest : public ::testing::Test {
                                                  dir_.Path("files"));
     log_text_.clear();
     return installer;
+  }
+
+  ResultCode ClearReadOnly(const Installer& installer) {
+    return CheckAndRemoveReadOnlyFlagForAllXmls(test_.env.files(), installer.paths(), log_);
   }
 
   bool ReadOnly(const std::string& relative) {
@@ -65,7 +70,7 @@ TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFoldersOrThrough
   ASSERT_EQ(::symlink(".", dir_.Path("files/meta/a").c_str()), 0);
   ASSERT_EQ(::symlink(".", dir_.Path("files/meta/b").c_str()), 0);
   auto installer = MakeInstaller();
-  EXPECT_EQ(CheckAndRemoveReadOnlyFlagForAllXmls(*installer), PGSP_OK);
+  EXPECT_EQ(ClearReadOnly(*installer), PGSP_OK);
   EXPECT_FALSE(ReadOnly("data/data/LogDevices/dev.xml"));
   EXPECT_FALSE(ReadOnly("files/meta/Boards/deep/b.xml"));
   EXPECT_FALSE(ReadOnly("files/Install/Protocols/p.txt"));
@@ -77,11 +82,11 @@ TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFoldersOrThrough
 TEST_F(InstallerTest, MissingFolderEndsTheClearingWithItsCode) {
   MakeReadOnly("files/Install/Boards/b.xml");  // meta is missing, Install comes after it
   auto installer = MakeInstaller();
-  EXPECT_EQ(CheckAndRemoveReadOnlyFlagForAllXmls(*installer), 3);
+  EXPECT_EQ(ClearReadOnly(*installer), 3);
   EXPECT_TRUE(ReadOnly("files/Install/Boards/b.xml"));
   EXPECT_EQ(log_text_, ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n"
                        "<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: 3\n");
-  EXPECT_EQ(RemoveReadOnlyFlagForAllFilesIn(*installer, ""), PGSP_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(RemoveReadOnlyFlagForAllFilesIn(test_.env.files(), ""), PGSP_ERR_INVALID_PARAMETERS);
 }
 
 TEST_F(InstallerTest, UninstallRefusesWhileTemplatesWaitInInstall) {

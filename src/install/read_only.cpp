@@ -1,22 +1,20 @@
-// Clearing of read-only flags in the store before an operation runs, so that
-// merges and deletions are not refused by files a user or a package marked
-// read-only.
-#include "install/installer.h"
+#include "install/read_only.h"
+
 #include "platform/path.h"
 #include "trace/trace.h"
 
 namespace q9 {
 
-ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer) {
+ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(FileSystem& files, const StorePaths& paths,
+                                                InstallLog& log) {
   static constexpr TraceSite kSite{"Installer", "CheckAndRemoveReadOnlyFlagForAllXmls: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  installer.log().Write(">>>> CheckAndRemoveReadOnlyFlagForAllXmls");
-  const StorePaths& paths = installer.paths();
+  log.Write(">>>> CheckAndRemoveReadOnlyFlagForAllXmls");
   for (const std::string& folder : {paths.Data(), paths.Meta(), paths.Install()}) {
-    const ResultCode result = RemoveReadOnlyFlagForAllFilesIn(installer, folder);
+    const ResultCode result = RemoveReadOnlyFlagForAllFilesIn(files, folder);
     if (result != PGSP_OK) {
-      installer.log().Write("<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: ",
-                            std::to_string(result));
+      log.Write("<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: ",
+                std::to_string(result));
       Q9_TRACE(kSite, trace_level::kResult, "<< End with retVal: %d", result);
       return result;
     }
@@ -24,14 +22,13 @@ ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(Installer& installer) {
   return PGSP_OK;
 }
 
-ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::string& directory) {
+ResultCode RemoveReadOnlyFlagForAllFilesIn(FileSystem& files, const std::string& directory) {
   static constexpr TraceSite kSite{"Installer", "RemoveReadOnlyFlagForAllFilesIn: "};
   if (directory.empty()) {
     Q9_TRACE(kSite, trace_level::kResult,
              "<< RemoveReadOnlyFlagForAllFilesIn failed, because of empty input parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;
   }
-  FileSystem& files = installer.env().files();
   std::vector<DirEntry> entries;
   const OsError error = files.ListDirectory(directory, &entries);
   if (error != os_error::kSuccess) {
@@ -43,7 +40,7 @@ ResultCode RemoveReadOnlyFlagForAllFilesIn(Installer& installer, const std::stri
     if (entry.is_link) continue;
     const std::string path = JoinPath(directory, entry.name);
     if (entry.is_directory) {
-      (void)RemoveReadOnlyFlagForAllFilesIn(installer, path);  // a bad subfolder stops nothing
+      (void)RemoveReadOnlyFlagForAllFilesIn(files, path);  // a bad subfolder stops nothing
       continue;
     }
     FileInfo info;
