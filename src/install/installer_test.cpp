@@ -51,13 +51,6 @@ class InstallerTest : public ::testing::Test {
   InstallLog log_;
 };
 
-TEST_F(InstallerTest, ConstructionLogsBothRoots) {
-  Installer installer(test_.env, log_, dir_.Path("data"), dir_.Path("files"));
-  EXPECT_TRUE(log_text_.ends_with("Setting ProgDataPath to: " + dir_.Path("data") +
-                                  "\nSetting ProgFilePath to: " + dir_.Path("files") + "\n"))
-      << log_text_;
-}
-
 TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFoldersOrThroughLinks) {
   MakeReadOnly("data/data/LogDevices/dev.xml");
   MakeReadOnly("files/meta/Boards/deep/b.xml");
