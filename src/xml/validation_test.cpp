@@ -109,14 +109,16 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
   testing::ClearTraces();
   const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
+  std::vector<std::string> expected;
   for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
     EXPECT_EQ(ValidateFile(xml_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
+    expected.insert(expected.end(), {">> Start", "Validating XML file: " + path});
   }
+  std::vector<std::string> own;
   for (const testing::TraceLine& line : testing::CapturedTraces()) {
-    if (line.function != kLabel) continue;
-    EXPECT_TRUE(line.text == ">> Start" || line.text.starts_with("Validating XML file: "))
-        << line.text;
+    if (line.function == kLabel) own.push_back(line.text);
   }
+  EXPECT_EQ(own, expected);
 
   // A schema file that does not parse is not loaded; one that parses but is
   // no schema was loaded, and describes nothing the file may contain.
