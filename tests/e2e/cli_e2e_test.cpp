@@ -1,4 +1,5 @@
-// Start-up as a setup program sees it: arguments, store roots, install log.
+// Start-up as only the built program shows it: the install log's name and the
+// store roots taken from the registry file or the common folders.
 #include <filesystem>
 #include <regex>
 
@@ -14,9 +15,6 @@ class CliTest : public ::testing::Test {
   CliTest() {
     files_ = runner_.dir().MakeDir("store/Corvane OAM/Gerät files");
     data_ = runner_.dir().MakeDir("store/Corvane OAM/Gerät data");
-    runner_.dir().MakeDir("store/Corvane OAM/Gerät data/data");
-    runner_.dir().MakeDir("store/Corvane OAM/Gerät files/meta");
-    runner_.dir().MakeDir("store/Corvane OAM/Gerät files/Install");
   }
 
   bool LogHas(const std::string& line) const {
@@ -45,9 +43,6 @@ TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
   EXPECT_LE(stamp, first_line_stamp);
 }
 
-// The roots come from the file that Q9_REGISTRY_FILE names, and without a
-// usable one from the known folders that Q9_COMMON_FILES and Q9_COMMON_APPDATA
-// stand for.
 // Q9_REGISTRY_FILE names the file that holds the roots; without a usable one
 // the roots lie below the folders that Q9_COMMON_FILES and Q9_COMMON_APPDATA
 // stand for.
