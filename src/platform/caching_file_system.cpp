@@ -1,5 +1,7 @@
 #include "platform/caching_file_system.h"
 
+#include <algorithm>
+
 #include "platform/path.h"
 
 namespace q9 {
@@ -197,7 +199,7 @@ OsError CachingFileSystem::DeleteFile(const std::string& path) {
 OsError CachingFileSystem::CopyFile(const std::string& from, const std::string& to,
                                     bool overwrite) {
   const OsError error = base_.CopyFile(from, to, overwrite);
-  Forget(to, true);
+  FileWritten(to, error);
   return error;
 }
 
@@ -215,7 +217,7 @@ OsError CachingFileSystem::DeleteTree(const std::string& path) {
 
 OsError CachingFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {
   const OsError error = base_.WriteFileAtomic(path, contents);
-  Forget(path, true);
+  FileWritten(path, error);
   return error;
 }
 
@@ -251,6 +253,51 @@ void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
     std::string parent(ParentPath(*key));
     if (parent.empty()) parent = std::string(1, kPathSeparator);
     kept_.erase(parent);
+  }
+}
+
+void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
+  const std::optional<std::string> key = FoldedKey(path);
+  const std::string_view name = BaseName(path);
+  if (!key || name.empty()) {
+    Forget(path, true);
+    return;
+  }
+  Forget(path, false);
+  std::lock_guard lock(mutex_);
+  std::string parent(ParentPath(*key));
+  if (parent.empty()) parent = std::string(1, kPathSeparator);
+  const auto folder = kept_.find(parent);
+  if (folder == kept_.end()) return;
+  for (Kept& kept : folder->second) {
+    kept.info.reset();  // the folder's time moved
+    if (!kept.listing || kept.listing->error != os_error::kSuccess) continue;
+    const std::vector<DirEntry>& entries = *kept.listing->value;
+    // Names that equal ignoring case stand together in a listing, next to
+    // where the name itself would go. The file systems below write to such
+    // an entry when there is one, so then the names stay as they are.
+    const auto at = std::lower_bound(entries.begin(), entries.end(), name,
+                                     [](const DirEntry& entry, std::string_view wanted) {
+                                       return StoreOrderLess(entry.name, wanted);
+                                     });
+    const auto before = at == entries.begin() ? at : at - 1;
+    if ((at != entries.end() && EqualsIgnoreCase(at->name, name)) ||
+        (before != at && EqualsIgnoreCase(before->name, name))) {
+      continue;
+    }
+    if (error != os_error::kSuccess) {
+      kept.listing.reset();  // a failed write may still have left a file
+      continue;
+    }
+    // Listings are shared read-only, so the new one is a copy.
+    auto listing = std::make_shared<std::vector<DirEntry>>();
+    listing->reserve(entries.size() + 1);
+    listing->insert(listing->end(), entries.begin(), at);
+    listing->push_back(DirEntry{std::string(name), false, false});
+    listing->insert(listing->end(), at, entries.end());
+    kept.listing->value = std::move(listing);
+    Charge(sizeof(DirEntry) + name.size());
+    if (kept_.empty()) return;  // over the budget: everything went
   }
 }
 

@@ -75,6 +75,11 @@ class CachingFileSystem final : public FileSystem {
   // Drops what `path` and everything below it kept; with `parent_too` also
   // the folder that holds it, whose listing and time the change alters.
   void Forget(const std::string& path, bool parent_too);
+  // After a file was written at `path` (`error` tells how that went): drops
+  // what the file and its folder's time kept, and keeps the folder's
+  // listing, with the file added when the write made it. A run that saves
+  // or copies file after file into one folder so never lists it again.
+  void FileWritten(const std::string& path, OsError error);
   // The entry kept for `path`, created when missing; nullptr when the path
   // is one the cache does not keep. Valid until the next Find or Charge.
   Kept* Find(const std::string& path);

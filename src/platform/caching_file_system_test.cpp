@@ -63,6 +63,8 @@ TEST(CachingFileSystemTest, EveryChangeThroughItIsSeenByTheNextListingInfoAndRea
        [&] { return cache.WriteFileAtomic(at("STORE/A.XML"), "a2 longer"); }},
       {"flag set", [&] { return cache.SetReadOnly(at("store/a.xml"), true); }},
       {"file copied", [&] { return cache.CopyFile(at("Store/a.xml"), at("Store/b.xml"), false); }},
+      {"new file between others in letter case", [&] { return cache.WriteFileAtomic(at("Store/AB.xml"), "ab"); }},
+      {"copy refused by an existing file", [&] { return 80 - cache.CopyFile(at("Store/a.xml"), at("Store/B.XML"), false); }},
       {"flag cleared", [&] { return cache.SetReadOnly(at("Store/B.xml"), false); }},
       {"copy over a file", [&] { return cache.CopyFile(at("Store/old.xml"), at("store/b.XML"), true); }},
       {"folder made", [&] { return cache.CreateDirectory(at("Store/Sub")); }},

@@ -38,4 +38,17 @@ bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle) {
          haystack.end();
 }
 
+bool StoreOrderLess(std::string_view a, std::string_view b) {
+  const auto less_upper = [](char x, char y) {
+    return static_cast<unsigned char>(FoldAscii(x)) < static_cast<unsigned char>(FoldAscii(y));
+  };
+  if (std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), less_upper)) {
+    return true;
+  }
+  if (std::lexicographical_compare(b.begin(), b.end(), a.begin(), a.end(), less_upper)) {
+    return false;
+  }
+  return a < b;
+}
+
 }  // namespace q9

@@ -22,4 +22,9 @@ std::string_view ParentPath(std::string_view path);
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle);
 
+// The order of directory listings, the native Windows one: by the names'
+// ASCII upper-case form, then by their bytes, so runs are reproducible on
+// every file system.
+bool StoreOrderLess(std::string_view a, std::string_view b);
+
 }  // namespace q9

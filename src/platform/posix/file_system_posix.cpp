@@ -48,24 +48,7 @@ using ScopedDir = std::unique_ptr<DIR, DirCloser>;
 
 constexpr std::string_view kTempPrefix = ".q9tmp-";
 
-char UpperAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
-
-// The native Windows order: ASCII upper-case form first, then bytes, so runs
-// are reproducible on every file system.
-bool StoreOrder(const DirEntry& a, const DirEntry& b) {
-  const auto less_upper = [](char x, char y) {
-    return static_cast<unsigned char>(UpperAscii(x)) < static_cast<unsigned char>(UpperAscii(y));
-  };
-  if (std::lexicographical_compare(a.name.begin(), a.name.end(), b.name.begin(), b.name.end(),
-                                   less_upper)) {
-    return true;
-  }
-  if (std::lexicographical_compare(b.name.begin(), b.name.end(), a.name.begin(), a.name.end(),
-                                   less_upper)) {
-    return false;
-  }
-  return a.name < b.name;
-}
+bool StoreOrder(const DirEntry& a, const DirEntry& b) { return StoreOrderLess(a.name, b.name); }
 
 bool Exists(const std::string& path) {
   struct stat st;
@@ -308,17 +291,24 @@ OsError PosixFileSystem::ResolveConfined(const std::string& path, LastComponent 
   return RefuseLinksBelowRoot(*real, last);
 }
 
+// Every new file's name is looked for this way, so the folder is scanned
+// rather than listed and sorted: of several matches the first in store
+// order wins, as in a listing.
 bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::string& name,
                                        std::string* match) {
-  std::vector<DirEntry> entries;
-  if (ReadFolder(folder.empty() ? "." : folder, &entries) != os_error::kSuccess) return false;
-  for (const DirEntry& entry : entries) {
-    if (EqualsIgnoreCase(entry.name, name)) {
-      *match = entry.name;
-      return true;
+  ScopedDir handle(::opendir(folder.empty() ? "." : folder.c_str()));
+  if (!handle) return false;
+  bool found = false;
+  while (const dirent* entry = ::readdir(handle.get())) {
+    const std::string_view candidate = entry->d_name;
+    if (candidate == "." || candidate == ".." || candidate.starts_with(kTempPrefix) ||
+        !EqualsIgnoreCase(candidate, name) || (found && !StoreOrderLess(candidate, *match))) {
+      continue;
     }
+    *match = candidate;
+    found = true;
   }
-  return false;
+  return found;
 }
 
 OsError PosixFileSystem::ReadFolder(const std::string& dir, std::vector<DirEntry>* entries) {
