@@ -15,7 +15,10 @@ constexpr char kTcpStdDeviceName[] = "CP TCP-Std.xml";
 
 }  // namespace
 
-void Installer::ForgetStoreAfterLibraryCall() { env_.files().DiscardCache(); }
+void Installer::ForgetStoreAfterLibraryCall() {
+  env_.files().DiscardCache();
+  xml_->facts().ForgetAll();
+}
 
 std::vector<std::string> Installer::ListFiles(const std::string& folder) {
   std::vector<std::string> names;

@@ -43,9 +43,9 @@ int64_t VersionNumber(std::string_view text) {
   return std::clamp<int64_t>(number, INT32_MIN, INT32_MAX);
 }
 
-std::string Root(XmlContext& xml, const std::string& path, const char* attribute) {
+std::string Root(XmlContext& xml, const std::string& path, std::string_view attribute) {
   std::string value;
-  (void)xml.facts().RootAttribute(path, attribute, &value);
+  (void)xml.facts().RootAttribute(path, std::string(attribute), &value);
   return value;
 }
 
@@ -112,8 +112,12 @@ void Merger::MergeDefaultLogDeviceFile(const Folders& folders, const std::string
   const std::string extension = Root(xml, source, "Extension");
   const std::string device_name = DeviceName(xml, source);
   const std::string& meta = folders.meta_default_log_devices;
+  static constexpr IdentityField kIdentity[] = {
+      {"", "DeviceID"}, {"", "CP_TYPE"}, {"DeviceHeader", "DeviceName"}};
+  const std::string wanted[] = {device_id, cp_type, device_name};
   std::string meta_name;
-  for (uint32_t index = 0; files_.EnumFile(meta, index, &meta_name) == PGSP_OK; ++index) {
+  for (uint32_t index = 0;
+       files_.EnumFileLike(meta, kIdentity, wanted, &index, &meta_name) == PGSP_OK; ++index) {
     const std::string target = JoinPath(meta, meta_name);
     const std::string target_device_id = Root(xml, target, "DeviceID");
     const std::string target_cp_type = Root(xml, target, "CP_TYPE");
@@ -166,10 +170,14 @@ void Merger::MergeProtocolOrBoardFile(const Folders& folders, bool protocol,
     return;
   }
   // A protocol is known by its Name, a board by DeviceID and CP_TYPE.
+  static constexpr IdentityField kProtocolIdentity[] = {{"", "Name"}};
+  static constexpr IdentityField kBoardIdentity[] = {{"", "DeviceID"}, {"", "CP_TYPE"}};
+  const std::span<const IdentityField> fields =
+      protocol ? std::span<const IdentityField>(kProtocolIdentity) : kBoardIdentity;
   const auto identity = [&](const std::string& path) {
-    return protocol ? std::vector<std::string>{Root(xml, path, "Name")}
-                    : std::vector<std::string>{Root(xml, path, "DeviceID"),
-                                               Root(xml, path, "CP_TYPE")};
+    std::vector<std::string> values;
+    for (const IdentityField& field : fields) values.push_back(Root(xml, path, field.name));
+    return values;
   };
   const std::vector<std::string> wanted = identity(source);
   const std::string source_major = Root(xml, source, "MajorVersion");
@@ -183,7 +191,8 @@ void Merger::MergeProtocolOrBoardFile(const Folders& folders, bool protocol,
   };
   int handled = 0;
   std::string meta_name;
-  for (uint32_t index = 0; files_.EnumFile(meta, index, &meta_name) == PGSP_OK; ++index) {
+  for (uint32_t index = 0;
+       files_.EnumFileLike(meta, fields, wanted, &index, &meta_name) == PGSP_OK; ++index) {
     const std::string target = JoinPath(meta, meta_name);
     const std::vector<std::string> found = identity(target);
     const std::string target_major = Root(xml, target, "MajorVersion");

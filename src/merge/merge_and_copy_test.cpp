@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/path.h"
 #include "temp_dir.h"
 #include "template_files.h"
 #include "test_env.h"
@@ -250,6 +251,45 @@ TEST_F(MergeAndCopyTest, ACopiedOrRewrittenMetaFileIsSeenWithItsNewVersionByTheN
             (std::vector<std::string>{">> Start", "Copy .. different Major Version",
                                       "Merge .. different Minor Version", "<< return PGSP_OK"}));
   EXPECT_EQ(Names(paths_.MetaProtocols()), std::vector<std::string>{"p.xml"});
+}
+
+// With the trace off the walks pass over meta files that cannot match; with
+// it on they look at each. Both must end alike, also when a copy gives a
+// meta file another identity or adds one that the same walk then meets.
+TEST_F(MergeAndCopyTest, PassingOverFilesThatCannotMatchChangesNoResult) {
+  Meta("DefaultLogDevices/a.xml", Device(R"(DeviceID="x" CP_TYPE="t" MajorVersion="1")", "1", "dev"));
+  Meta("DefaultLogDevices/broken.xml", "<LogDevice DeviceID=");
+  Install("DefaultLogDevices/a.xml", Device(R"(DeviceID="X" CP_TYPE="T" MajorVersion="2")", "2", "DEV"));
+  Install("DefaultLogDevices/b.xml", Device(R"(DeviceID="Y" CP_TYPE="T")", "3"));
+  Install("DefaultLogDevices/c.xml", Device(R"(DeviceID="y" CP_TYPE="T")", "4"));
+  Meta("Protocols/m.xml", ProtocolXml(R"(Name="N" MajorVersion="1")"));
+  Meta("Protocols/x.xml", ProtocolXml(R"(Name="OTHER")"));
+  Install("Protocols/x.xml", ProtocolXml(R"(Name="N" MajorVersion="2")", "Speed"));
+  Install("Protocols/y.xml", ProtocolXml(R"(Name="n" MajorVersion="2")", "Parity"));
+  Install("Protocols/z.xml", ProtocolXml(R"(Name="OTHER")", "Stop"));
+  Meta("Boards/b.xml", BoardXml(R"(DeviceID="B" CP_TYPE="T")"));
+  Install("Boards/c.xml", BoardXml(R"(DeviceID="b" CP_TYPE="t")", "Slot"));
+  const std::string meta = dir_.Path("files/meta");
+  std::filesystem::copy(meta, dir_.Path("before"), std::filesystem::copy_options::recursive);
+  const auto outcome = [&] {
+    std::string text = log_text_;
+    for (const char* kind : {"DefaultLogDevices", "Protocols", "Boards"}) {
+      const std::string folder = JoinPath(meta, kind);
+      for (const std::string& name : Names(folder)) text += name + ":\n" + Read(JoinPath(folder, name));
+    }
+    return text;
+  };
+  {
+    TraceCapture trace;
+    EXPECT_EQ(Run(), PGSP_OK);
+  }
+  const std::string examining_each = outcome();
+  std::filesystem::remove_all(meta);
+  std::filesystem::copy(dir_.Path("before"), meta, std::filesystem::copy_options::recursive);
+  xml_.facts().ForgetAll();
+  log_text_.clear();
+  EXPECT_EQ(Run(), PGSP_OK);
+  EXPECT_EQ(outcome(), examining_each);
 }
 
 TEST_F(MergeAndCopyTest, RejectedTemplatesStayOutAndBrokenFilesLoseNothing) {

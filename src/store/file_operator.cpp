@@ -195,6 +195,16 @@ ResultCode FileOperator::EnumSchemes(const std::string& directory, uint32_t inde
   return EnumMatching(kSite, directory, index, name, IsSchemaFileName);
 }
 
+ResultCode FileOperator::EnumFileLike(const std::string& directory,
+                                     std::span<const IdentityField> fields,
+                                     std::span<const std::string> wanted, uint32_t* index,
+                                     std::string* name) {
+  if (!TraceLevelEnabled(kEntry) && !TraceLevelEnabled(kResult)) {
+    *index = xml_.facts().NextCandidate(directory, fields, wanted, *index);
+  }
+  return EnumFile(directory, *index, name);
+}
+
 std::vector<std::string> FileOperator::FileNames(const std::string& directory) {
   std::vector<std::string> names;
   std::string name;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,16 @@ class FileOperator {
   // order: 0, 87, 259 past the last one, or the OS error (3 for a missing folder).
   [[nodiscard]] ResultCode EnumFile(const std::string& directory, uint32_t index,
                                     std::string* name);
+  // EnumFile for a walk that looks for templates of one identity: the file
+  // at `*index` or the first later one whose values of `fields` may equal
+  // `wanted` ignoring case, with `*index` moved to it. Files that cannot
+  // match are passed over only while the trace levels of the enumerations
+  // and look-ups they would have had are off, so the trace and every result
+  // read as if the walk had looked at each file.
+  [[nodiscard]] ResultCode EnumFileLike(const std::string& directory,
+                                        std::span<const IdentityField> fields,
+                                        std::span<const std::string> wanted, uint32_t* index,
+                                        std::string* name);
   // Like EnumFile, counting only names that end in ".xsd" exactly.
   [[nodiscard]] ResultCode EnumSchemes(const std::string& directory, uint32_t index,
                                        std::string* name);

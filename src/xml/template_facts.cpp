@@ -1,5 +1,8 @@
 #include "xml/template_facts.h"
 
+#include <algorithm>
+
+#include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/streaming_reader.h"
 #include "xml/template_namespace.h"
@@ -8,12 +11,26 @@
 namespace q9 {
 namespace {
 
-std::string FoldedPath(const std::string& path) {
-  std::string folded = ApplyFileNameRule(path);
+// The key id of files whose values could not be read: always a candidate.
+constexpr uint32_t kUnreadable = 0;
+constexpr uint32_t kNoKey = UINT32_MAX;
+
+// ASCII letters folded, as EqualsIgnoreCase compares them.
+std::string Folded(std::string_view text) {
+  std::string folded(text);
   for (char& c : folded) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return folded;
+}
+
+std::string FoldedPath(const std::string& path) { return Folded(ApplyFileNameRule(path)); }
+
+// Values that compare equal ignoring case give one key. NUL joins them: no
+// XML value can hold it.
+void AppendToKey(std::string_view value, std::string* key) {
+  *key += Folded(value);
+  *key += '\0';
 }
 
 bool SameStamp(const FileInfo& a, const FileInfo& b) {
@@ -51,7 +68,99 @@ ResultCode TemplateFacts::Lookup(const std::string& path, const std::string& key
   return known->second.first;
 }
 
-void TemplateFacts::Forget(const std::string& path) { files_.erase(FoldedPath(path)); }
+void TemplateFacts::Forget(const std::string& path) {
+  const std::string file = ApplyFileNameRule(path);
+  files_.erase(Folded(file));
+  // Every index hears of it: a file name says nothing of another folder, and
+  // a folder spelled differently must not keep a stale key.
+  for (auto& [id, index] : indexes_) index.written.emplace_back(BaseName(file));
+}
+
+uint32_t TemplateFacts::NextCandidate(const std::string& folder,
+                                      std::span<const IdentityField> fields,
+                                      std::span<const std::string> wanted, uint32_t from) {
+  std::shared_ptr<const std::vector<DirEntry>> listing;
+  if (xml_.env().files().ListDirectoryShared(folder, &listing) != os_error::kSuccess) return from;
+  std::string id = Folded(folder);
+  for (const IdentityField& field : fields) {
+    id.append(1, '\0').append(field.section).append(1, '/').append(field.name);
+  }
+  FolderIndex& index = indexes_[id];
+  if (index.folder != folder) index = FolderIndex{folder, {}, {}, {}, {}, {{}}, {}};
+  if (index.listing != listing || !index.written.empty()) Update(index, std::move(listing), fields);
+
+  std::string key;
+  for (const std::string& value : wanted) AppendToKey(value, &key);
+  auto next = static_cast<uint32_t>(index.files.size());
+  const auto first_from = [&](const std::vector<uint32_t>& positions) {
+    const auto found = std::lower_bound(positions.begin(), positions.end(), from);
+    if (found != positions.end()) next = std::min(next, *found);
+  };
+  first_from(index.positions[kUnreadable]);
+  if (const auto known = index.key_ids.find(key); known != index.key_ids.end()) {
+    first_from(index.positions[known->second]);
+  }
+  return next;
+}
+
+void TemplateFacts::Update(FolderIndex& index, std::shared_ptr<const std::vector<DirEntry>> listing,
+                           std::span<const IdentityField> fields) {
+  const auto written = [&](const std::string& name) {
+    return std::any_of(index.written.begin(), index.written.end(),
+                       [&](const std::string& w) { return EqualsIgnoreCase(w, name); });
+  };
+  std::vector<const DirEntry*> files;
+  std::vector<uint32_t> keys;
+  files.reserve(listing->size());
+  keys.reserve(listing->size());
+  // Both listings are in walk order, so a file that stayed is at the old
+  // cursor, or one further when the file before it went; a file met nowhere
+  // near is looked up, which the facts answer from memory unless it changed.
+  size_t old = 0;
+  for (const DirEntry& entry : *listing) {
+    if (entry.is_directory) continue;
+    uint32_t key = kNoKey;
+    for (size_t at = old; at < std::min(old + 2, index.files.size()); ++at) {
+      if (index.files[at]->name == entry.name) {
+        key = index.keys[at];
+        old = at + 1;
+        break;
+      }
+    }
+    if (key == kNoKey || key == kUnreadable || written(entry.name)) {
+      key = KeyOf(index, entry.name, fields);
+    }
+    files.push_back(&entry);
+    keys.push_back(key);
+  }
+  for (std::vector<uint32_t>& positions : index.positions) positions.clear();
+  for (uint32_t position = 0; position < keys.size(); ++position) {
+    index.positions[keys[position]].push_back(position);
+  }
+  index.files = std::move(files);
+  index.keys = std::move(keys);
+  index.listing = std::move(listing);
+  index.written.clear();
+}
+
+uint32_t TemplateFacts::KeyOf(FolderIndex& index, const std::string& name,
+                              std::span<const IdentityField> fields) {
+  const std::string path = JoinPath(index.folder, name);
+  std::string key;
+  for (const IdentityField& field : fields) {
+    std::string value;
+    const ResultCode result =
+        field.section.empty()
+            ? RootAttribute(path, std::string(field.name), &value)
+            : ParameterValue(path, std::string(field.section), std::string(field.name), &value);
+    if (result == PGSP_ERR_CANT_LOAD_XML_FILE) return kUnreadable;
+    AppendToKey(value, &key);
+  }
+  const auto [known, added] =
+      index.key_ids.try_emplace(std::move(key), static_cast<uint32_t>(index.positions.size()));
+  if (added) index.positions.emplace_back();
+  return known->second;
+}
 
 ResultCode TemplateFacts::RootAttribute(const std::string& path, const std::string& attribute,
                                         std::string* value) {

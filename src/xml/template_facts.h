@@ -1,12 +1,18 @@
 // The identity and version values of template files, read with the
 // streaming readers once per file and kept for the run. The merge walks the
 // meta folder once for every arriving template, so without this every meta
-// file would be stream-read again for each of them.
+// file would be stream-read again for each of them; the per-folder identity
+// index below lets that walk jump to the files that can match.
 #pragma once
 
+#include <cstdint>
+#include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "platform/env.h"
 #include "platform/result_code.h"
@@ -14,6 +20,13 @@
 namespace q9 {
 
 class XmlContext;  // xml/xml_context.h, which holds the run's one index
+
+// One value of a template's identity: the root attribute `name`, or with a
+// `section` the parameter `name` of that section.
+struct IdentityField {
+  std::string_view section;  // empty: a root attribute
+  std::string_view name;
+};
 
 class TemplateFacts {
  public:
@@ -36,8 +49,24 @@ class TemplateFacts {
   // file: a rewrite within the file system's timestamp granularity can keep
   // size and modification time.
   void Forget(const std::string& path);
-  // Drops everything, after a write that may have touched any file.
-  void ForgetAll() { files_.clear(); }
+  // Drops everything, after a write that may have touched any file (also
+  // one behind the program's back, such as the board-control library's).
+  void ForgetAll() {
+    files_.clear();
+    indexes_.clear();
+  }
+
+  // The position, counted as a walk by index over the files of `folder`
+  // counts (folders skipped, in listing order), of the first file at `from`
+  // or after whose values of `fields` may equal `wanted` ignoring ASCII case.
+  // Every file whose values do equal is found; one that cannot be read
+  // counts as a possible match, so the caller compares each answer itself.
+  // The number of files when none is left; `from` when the folder cannot be
+  // listed. The values come from the look-ups above, whose trace records it
+  // writes in an order of its own.
+  [[nodiscard]] uint32_t NextCandidate(const std::string& folder,
+                                       std::span<const IdentityField> fields,
+                                       std::span<const std::string> wanted, uint32_t from);
 
  private:
   using Fact = std::pair<ResultCode, std::string>;
@@ -50,9 +79,29 @@ class TemplateFacts {
   ResultCode Lookup(const std::string& path, const std::string& key, const char* label,
                     std::string* value, Read read);
 
+  // The files of one folder by identity. Built from a listing and the facts,
+  // and brought up to date when the listing is another one (the folder
+  // changed) or a file in it was written: the keys of files whose names
+  // stayed are kept, the others are looked up again.
+  struct FolderIndex {
+    std::string folder;  // as spelled when built
+    std::shared_ptr<const std::vector<DirEntry>> listing;
+    std::vector<const DirEntry*> files;  // into `listing`, in walk order
+    std::vector<uint32_t> keys;          // identity key id by position
+    std::unordered_map<std::string, uint32_t> key_ids;  // by folded identity
+    std::vector<std::vector<uint32_t>> positions;       // by key id, ascending
+    std::vector<std::string> written;  // names forgotten since the last update
+  };
+  void Update(FolderIndex& index, std::shared_ptr<const std::vector<DirEntry>> listing,
+              std::span<const IdentityField> fields);
+  uint32_t KeyOf(FolderIndex& index, const std::string& name,
+                 std::span<const IdentityField> fields);
+
   XmlContext& xml_;
   // By the file's path with ASCII letters folded, as paths resolve.
   std::unordered_map<std::string, File> files_;
+  // By folded folder path and field names.
+  std::unordered_map<std::string, FolderIndex> indexes_;
 };
 
 }  // namespace q9
