@@ -28,8 +28,6 @@ class SandboxProcess final : public q9::Process {
   }
   int32_t InitializeCom() override { return base_.InitializeCom(); }
   void UninitializeCom() override { base_.UninitializeCom(); }
-  q9::OsError PrepareTraceSecurity() override { return base_.PrepareTraceSecurity(); }
-  void ReleaseTraceSecurity() override { base_.ReleaseTraceSecurity(); }
   uint32_t ProcessId() override { return base_.ProcessId(); }
   uint32_t ThreadId() override { return base_.ThreadId(); }
   void DebugOutput(std::string_view text) override { base_.DebugOutput(text); }

@@ -53,7 +53,7 @@ ResultCode RunOperation(Installer& installer, const CommandLine& line) {
 }  // namespace
 
 ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
-  const OsError security = base_env.process().PrepareTraceSecurity();
+  const OsError security = base_env.shared().PrepareTraceSecurity();
   if (security != os_error::kSuccess) return security;
   TraceClient::Start(base_env, "q9cfgImp64x");
   // The program's file calls trace what the platform noted about them; the
@@ -97,7 +97,7 @@ ResultCode RunCfgImp(Env& base_env, int argc, const char* const* argv) {
     log.Write("CfgImp ended with return-value: ", std::to_string(result));
     env.process().UninitializeCom();
     Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
-    env.process().ReleaseTraceSecurity();
+    env.shared().ReleaseTraceSecurity();
   }
   log.Close();
   TraceClient::Stop();

@@ -55,7 +55,7 @@ TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {
             "InstallTemplates are empty!!!\n"
             "CfgImp ended with return-value: 4\n");
   EXPECT_EQ(test_.process.com_uninitialized, 1);
-  EXPECT_EQ(test_.process.security_released, 1);
+  EXPECT_EQ(test_.shared.security_released, 1);
 }
 
 TEST_F(EntryPointTest, KeyValueArgumentsAreLoggedWithTheirEqualsSign) {
@@ -76,7 +76,7 @@ TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
   EXPECT_EQ(Run({"-u"}), ERR_CANT_CREATE_COM_INSTANCE);
   EXPECT_EQ(LogBody(), "Number of cmd-arguments: 1\n");
   EXPECT_EQ(test_.process.com_uninitialized, 0);
-  EXPECT_EQ(test_.process.security_released, 0);
+  EXPECT_EQ(test_.shared.security_released, 0);
   EXPECT_FALSE(testing::PathExists(dir_.Path("appdata/Kestrel/Automation/Corvane OAM")));
 }
 
@@ -114,7 +114,7 @@ TEST_F(EntryPointTest, DefaultModeAndComFailureAreTraced) {
 }
 
 TEST_F(EntryPointTest, FailedTraceSecurityEndsTheRunWithItsErrorAndNoLog) {
-  test_.process.security_result = 1337;
+  test_.shared.security_result = 1337;
   EXPECT_EQ(Run({"-u"}), 1337);
   EXPECT_EQ(Log(), "<0 files>");
 }

@@ -234,11 +234,6 @@ class Process {
   // initialised, anything else failed. POSIX has no COM and returns 0.
   virtual int32_t InitializeCom() = 0;
   virtual void UninitializeCom() = 0;
-  // Builds the security identifiers that guard the shared trace objects;
-  // returns 0 or the last-error value.
-  virtual OsError PrepareTraceSecurity() = 0;
-  // Frees what PrepareTraceSecurity built.
-  virtual void ReleaseTraceSecurity() = 0;
   virtual uint32_t ProcessId() = 0;
   virtual uint32_t ThreadId() = 0;
   // Debugger output: standard error on POSIX.

@@ -52,6 +52,12 @@ class SharedObjects {
  public:
   virtual ~SharedObjects() = default;
 
+  // Builds the security identifiers that guard the shared trace objects;
+  // returns 0 or the last-error value.
+  [[nodiscard]] virtual OsError PrepareTraceSecurity() = 0;
+  // Frees what PrepareTraceSecurity built.
+  virtual void ReleaseTraceSecurity() = 0;
+
   // Opens the shared-memory object `name` ("/NAME"), creating it with mode
   // 0660 when `create` is set and it is missing, grows it to at least
   // `min_size` bytes and maps all of it. With `min_size` 0 the object must

@@ -18,17 +18,13 @@ class FakeProcess : public Process {
  public:
   std::map<std::string, std::string> variables;
   int32_t com_result = 0;
-  OsError security_result = 0;
   int com_uninitialized = 0;
-  int security_released = 0;
   std::string debug_output;
   std::vector<std::string> warnings;
 
   bool GetEnvironmentVariable(const char* name, std::string* value) override;
   int32_t InitializeCom() override { return com_result; }
   void UninitializeCom() override { ++com_uninitialized; }
-  OsError PrepareTraceSecurity() override { return security_result; }
-  void ReleaseTraceSecurity() override { ++security_released; }
   uint32_t ProcessId() override { return 4242; }
   uint32_t ThreadId() override { return 7; }
   void DebugOutput(std::string_view text) override { debug_output += text; }
@@ -97,6 +93,8 @@ class IsolatedSharedObjects : public PosixSharedObjects {
   OsError RemoveSharedMemory(const std::string& name) override;
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
   OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
+  OsError PrepareTraceSecurity() override { return security_result; }
+  void ReleaseTraceSecurity() override { ++security_released; }
 
   // The name the real object has for `name`.
   std::string Isolated(const std::string& name) const;
@@ -104,6 +102,8 @@ class IsolatedSharedObjects : public PosixSharedObjects {
   OsError map_error = 0;
   OsError mutex_error = 0;
   OsError device_error = 0;
+  OsError security_result = 0;
+  int security_released = 0;
 
  private:
   std::string stem_;

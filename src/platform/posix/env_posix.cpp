@@ -91,8 +91,6 @@ class PosixProcess final : public Process {
   }
   int32_t InitializeCom() override { return 0; }  // no COM on POSIX
   void UninitializeCom() override {}
-  OsError PrepareTraceSecurity() override { return os_error::kSuccess; }
-  void ReleaseTraceSecurity() override {}
   uint32_t ProcessId() override { return static_cast<uint32_t>(::getpid()); }
   uint32_t ThreadId() override { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
   void DebugOutput(std::string_view text) override {

@@ -13,6 +13,9 @@ class PosixSharedObjects : public SharedObjects {
   OsError MapSharedMemoryReadOnly(const std::string& name,
                                   std::unique_ptr<SharedMemory>* memory) override;
   OsError RemoveSharedMemory(const std::string& name) override;
+  // Objects are created with mode 0660; there is nothing to build.
+  OsError PrepareTraceSecurity() override { return os_error::kSuccess; }
+  void ReleaseTraceSecurity() override {}
   OsError InitSharedMutex(SharedMutexStorage* mutex) override;
   MutexLockResult LockSharedMutex(SharedMutexStorage* mutex) override;
   void UnlockSharedMutex(SharedMutexStorage* mutex) override;
