@@ -14,6 +14,8 @@ namespace {
 
 constexpr TraceSite kSite{"Main", "wmain: "};
 
+// The trace texts of this file are the tool's own, spelling and double
+// blanks included ("comand", "Forth  "): readers of the trace search for them.
 void TraceArguments(const CommandLine& line) {
   Q9_TRACE(kSite, trace_level::kProgress, "First  Command Line Argument: %s",
            line.arguments[0].c_str());

@@ -19,6 +19,7 @@ ResultCode CheckAndRemoveReadOnlyFlagForAllXmls(FileSystem& files, const StorePa
       return result;
     }
   }
+  // Only a failure is recorded; a clean store leaves the entry records alone.
   return PGSP_OK;
 }
 

@@ -30,6 +30,8 @@ bool Installer::InstallTreeHasTemplates() {
 ResultCode Installer::Uninstall() {
   Q9_TRACE(kUninstallSite, trace_level::kEntry, ">> Start");
   log_.Write(">> Uninstall");
+  // The pause this announces is not made (nothing is waited for); the record
+  // stays, as readers of the trace look for it.
   Q9_TRACE(kUninstallSite, trace_level::kProgress, "5 second waiting loop");
   if (InstallTreeHasTemplates()) {
     Q9_TRACE(kUninstallSite, trace_level::kProgress, "Install subfolders are not empty!");
@@ -38,6 +40,8 @@ ResultCode Installer::Uninstall() {
   DeleteStoreFolder(*this, paths().Meta(), "Meta");
   DeleteStoreFolder(*this, paths().DataLogDevices(), "LogDevices");
   DeleteStoreFolder(*this, paths().DataLogNames(), "LogNames");
+  // Uninstall writes no result record, on this path or the one above; its
+  // result is in the install log and the exit status.
   log_.Write("<< Uninstall returns with: 0");
   return PGSP_OK;
 }

@@ -161,6 +161,8 @@ template <typename Accept>
 ResultCode FileOperator::EnumMatching(const TraceSite& site, const std::string& directory,
                                       uint32_t index, std::string* name, Accept accept) {
   Q9_TRACE(site, trace_level::kEntry, ">> Start");
+  // The failure texts name the Windows call that this listing stands for,
+  // on every platform, so traces read the same everywhere.
   if (directory.empty()) {
     Q9_TRACE(site, trace_level::kWarning, "<< FindFirstFile failed! Invalid input-parameter!");
     return PGSP_ERR_INVALID_PARAMETERS;

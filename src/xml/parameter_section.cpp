@@ -405,7 +405,8 @@ ResultCode Q9XMLSetValue(XmlContext& xml, const std::string& path, const std::st
   if (size != PGSP_OK) return Traced(kSite, size);
   TemplateDocument document;
   if (TemplateDocument::Load(xml, file, &document) != PGSP_OK) {
-    // Traced at the entry level, unlike the other results of this operation.
+    // Traced at the entry level, unlike the other results of this operation:
+    // readers of the trace filter on the level this record has always had.
     Q9_TRACE(kSite, trace_level::kEntry, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE");
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
