@@ -76,8 +76,9 @@ struct TraceConfig {
 // long for the 260-byte buffer keeps its default.
 TraceConfig ReadTraceConfig(Registry& registry);
 
-// Base name of the trace files: "Path" and "FileName" (joined with the path
-// separator when "Path" does not end in one), else /tmp/Q9FILE.
+// Base name of the trace files: the folder "Path" and the name "FileName"
+// (joined with the path separator when "Path" does not end in one, so both
+// spellings of a folder work), else /tmp/Q9FILE.
 std::string TraceFileBase(const TraceConfig& config);
 
 // Parsing rules of single values, exposed for their tests.
