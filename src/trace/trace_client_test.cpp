@@ -33,9 +33,7 @@ class TraceClientTest : public ::testing::Test {
   void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
   // Text records on the debugger output: each line is "label message".
   void UseDebuggerText(const char* level) {
-    t_.SetTrace("Level", level);
-    t_.SetTrace("Output", "DBG");
-    t_.SetTrace("Format", "TEXT");
+    t_.SetTrace({{"Level", level}, {"Output", "DBG"}, {"Format", "TEXT"}});
   }
   std::string& debug() { return t_.process.debug_output; }
 
@@ -60,9 +58,7 @@ TEST_F(TraceClientTest, WithoutTheKeyNothingIsTracedAndNoFileCreated) {
 // a second time (a stall and tracing switched off with the shared section, a
 // hang with the in-process lock).
 TEST_F(TraceClientTest, ErrorsTracedWhileTheClientWritesDoNotStallIt) {
-  t_.SetTrace("Level", "0x48");
-  t_.SetTrace("Path", dir_.path() + "/");
-  t_.SetTrace("FileName", "x");
+  t_.SetTrace({{"Level", "0x48"}, {"Path", dir_.path() + "/"}, {"FileName", "x"}});
   dir_.MakeDir("x1.TRC");
   for (bool with_section : {true, false}) {
     t_.shared.map_error = with_section ? 0 : os_error::kAccessDenied;
@@ -75,10 +71,7 @@ TEST_F(TraceClientTest, ErrorsTracedWhileTheClientWritesDoNotStallIt) {
 }
 
 TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
-  t_.SetTrace("Level", "0x48");
-  t_.SetTrace("Output", "file");
-  t_.SetTrace("Path", dir_.path());
-  t_.SetTrace("FileName", "cfgimp");
+  t_.SetTrace({{"Level", "0x48"}, {"Output", "file"}, {"Path", dir_.path()}, {"FileName", "cfgimp"}});
   Start();
   EXPECT_TRUE(TraceLevelEnabled(8) && TraceLevelEnabled(64));
   EXPECT_FALSE(TraceLevelEnabled(16) || TraceLevelEnabled(128));
@@ -98,11 +91,8 @@ TEST_F(TraceClientTest, LevelMaskSelectsTheRecordsWrittenToTheFile) {
 // The section outlives every process: what the last writer left in it must
 // not outweigh the modification times once no writer is left.
 TEST_F(TraceClientTest, AtStartUpTheFileModifiedLastIsContinued) {
-  t_.SetTrace("Level", "0x40");
-  t_.SetTrace("Path", dir_.path() + "/");
-  t_.SetTrace("FileName", "x");
-  t_.SetTrace("Format", "TEXT");
-  t_.SetTrace("Byte/File", "20");
+  t_.SetTrace({{"Level", "0x40"}, {"Path", dir_.path() + "/"}, {"FileName", "x"},
+               {"Format", "TEXT"}, {"Byte/File", "20"}});
   const auto age = [&](int index, int seconds) {
     std::filesystem::last_write_time(dir_.Path("x" + std::to_string(index) + ".TRC"),
                                      std::filesystem::file_time_type::clock::now() +
@@ -126,10 +116,8 @@ TEST_F(TraceClientTest, AtStartUpTheFileModifiedLastIsContinued) {
 
 TEST_F(TraceClientTest, FilterListsLetOnlyMatchingRecordsThrough) {
   UseDebuggerText("0xFF");
-  t_.SetTrace("Module", "installer; Merge");
-  t_.SetTrace("FctName", "Import");
-  t_.SetTrace("String", "Start;lRet");
-  t_.SetTrace("TraceId", "imp");
+  t_.SetTrace({{"Module", "installer; Merge"}, {"FctName", "Import"}, {"String", "Start;lRet"},
+               {"TraceId", "imp"}});
   Start();
   TraceEveryLevel();
   Q9_TRACE((TraceSite{"Merge", "Merge: "}), 8, ">> Start");

@@ -21,9 +21,7 @@ constexpr int kRecords = 1500;
 class TraceProcessesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t_.SetTrace("Level", "0x40");
-    t_.SetTrace("Path", dir_.path());
-    t_.SetTrace("FileName", "shared");
+    t_.SetTrace({{"Level", "0x40"}, {"Path", dir_.path()}, {"FileName", "shared"}});
   }
   // The children made the objects, so the parent's double does not know them.
   void TearDown() override {
@@ -95,8 +93,8 @@ TEST_F(TraceProcessesTest, TwoProcessesSwitchFilesTogether) {
 }
 
 TEST_F(TraceProcessesTest, TwoProcessesWriteWholeRecordsToSharedMemory) {
-  t_.SetTrace("Output", "SM");
-  t_.SetTrace("sm_size", std::to_string(sizeof(TraceRingHeader) + 4000 * sizeof(TraceRingSlot)));
+  t_.SetTrace({{"Output", "SM"},
+               {"sm_size", std::to_string(sizeof(TraceRingHeader) + 4000 * sizeof(TraceRingSlot))}});
   RunTwoWriters();
   std::unique_ptr<SharedMemory> memory;
   ASSERT_EQ(t_.shared.MapSharedMemory(names_.ring, 0, false, &memory), 0);
@@ -118,8 +116,7 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
     return section != nullptr && section->Lock() == MutexLockResult::kLocked ? 0 : 1;
   };
   ASSERT_EQ(testing::RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
-  t_.SetTrace("Output", "DBG");
-  t_.SetTrace("Format", "TEXT");
+  t_.SetTrace({{"Output", "DBG"}, {"Format", "TEXT"}});
   Start();
   Q9_TRACE(kWriter, trace_level::kProgress, "first");
   Q9_TRACE(kWriter, trace_level::kProgress, "second");

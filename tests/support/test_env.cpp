@@ -138,4 +138,8 @@ void TestEnv::SetTrace(const std::string& name, const std::string& text) {
   registry.SetString(kTraceConfigKey, name, text);
 }
 
+void TestEnv::SetTrace(std::initializer_list<std::pair<std::string, std::string>> values) {
+  for (const auto& [name, text] : values) SetTrace(name, text);
+}
+
 }  // namespace q9::testing

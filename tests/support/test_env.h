@@ -4,6 +4,7 @@
 #pragma once
 
 #include <ctime>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -112,8 +113,9 @@ class IsolatedSharedObjects : public PosixSharedObjects {
 
 struct TestEnv {
   TestEnv();
-  // Sets a string value of the trace configuration key.
+  // Sets string values of the trace configuration key.
   void SetTrace(const std::string& name, const std::string& text);
+  void SetTrace(std::initializer_list<std::pair<std::string, std::string>> values);
   FakeProcess process;
   FakeKnownFolders folders;
   FakeRegistry registry;

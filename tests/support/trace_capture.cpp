@@ -41,9 +41,7 @@ TraceCapture::TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_
 TraceCapture::TraceCapture(TestEnv& env) : env_(env) { Configure(); }
 
 void TraceCapture::Configure() {
-  env_.SetTrace("Level", "0xFFFFFFFF");
-  env_.SetTrace("Output", "DBG");
-  env_.SetTrace("Format", "SHORT");
+  env_.SetTrace({{"Level", "0xFFFFFFFF"}, {"Output", "DBG"}, {"Format", "SHORT"}});
   TraceClient::Start(env_.env, "q9cfgImp64x");
 }
 

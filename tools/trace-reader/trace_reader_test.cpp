@@ -17,10 +17,7 @@ constexpr TraceSite kSite{"Installer", "Update: "};
 class TraceReaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t_.SetTrace("Level", "0x40");
-    t_.SetTrace("Output", "SM");
-    t_.SetTrace("Format", "TEXT");
-    t_.SetTrace("sm_size", "50000");
+    t_.SetTrace({{"Level", "0x40"}, {"Output", "SM"}, {"Format", "TEXT"}, {"sm_size", "50000"}});
   }
   void TearDown() override { TraceClient::Stop(); }
   void Start() { TraceClient::Start(t_.env, "q9cfgImp64x", names_); }
