@@ -160,12 +160,6 @@ TEST_F(LogDevicesTest, StandardDeviceWithoutAnNdiSectionStopsAtTheFirstFlag) {
   EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 14\n")) << log_text_;
 }
 
-size_t Count(const std::string& text, const std::string& part) {
-  size_t count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
 TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {
   const auto device = [](const char* cp_type) {
     return std::string("<LogDevice xmlns=\"urn:ld\"") + cp_type +
@@ -186,8 +180,8 @@ TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {
   installer().AddSubdevicePNIO();
   installer().AddSubdevicePNIO();
   const std::string written = testing::ReadText(h1);
-  EXPECT_EQ(Count(written, "SubdevName=\"PNIO\""), 1u) << written;
-  EXPECT_EQ(Count(written, "<Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value>"), 1u) << written;
+  EXPECT_EQ(testing::Occurrences(written, "SubdevName=\"PNIO\""), 1u) << written;
+  EXPECT_EQ(testing::Occurrences(written, "<Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value>"), 1u) << written;
   for (const auto& file : untouched) {
     EXPECT_EQ(testing::ReadText(dir_.Path(std::string("files/meta/DefaultLogDevices/") + file.name)),
               file.contents);

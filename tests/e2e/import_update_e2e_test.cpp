@@ -70,15 +70,14 @@ class ImportUpdateTest : public ::testing::Test {
     ASSERT_EQ(runner_.Run({"-i"}), 0) << runner_.LogBody();
   }
 
+  void UseFreshStore() {
+    fs::remove_all(store_);
+    store_ = runner_.UseSampleStore();
+  }
+
   ToolRunner runner_;
   std::string store_;
 };
-
-size_t Count(const std::string& text, const std::string& part) {
-  size_t count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
 
 TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSet) {
   Import();
@@ -111,7 +110,7 @@ TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSet) {
   EXPECT_TRUE(NoBackups());
   for (const char* h1 : {"meta/DefaultLogDevices/Automation-OnlineAccess-LDT-CL1613.H1.xml",
                          "data/LogDevices/CL1613.H1.xml"}) {
-    EXPECT_EQ(Count(Read(h1), "SubdevName=\"PNIO\""), 1u) << h1;
+    EXPECT_EQ(Occurrences(Read(h1), "SubdevName=\"PNIO\""), 1u) << h1;
   }
 }
 
@@ -146,8 +145,7 @@ TEST_F(ImportUpdateTest, ImportFailuresLeaveTheStoreAsTheyFoundIt) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     ImportUpdateTest& t = *this;
-    fs::remove_all(store_);
-    store_ = runner_.UseSampleStore();
+    UseFreshStore();
     t.Write("data/LogDevices/old.xml", "<old/>");
     c.prepare(t);
     const auto data = Snapshot(Path("data"));
@@ -232,8 +230,7 @@ TEST_F(ImportUpdateTest, EachUpdateFailureRestoresWhatItMust) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    fs::remove_all(store_);
-    store_ = runner_.UseSampleStore();
+    UseFreshStore();
     Import();
     SetValue("data/LogDevices/CL1613.H1.xml", "ConnectTimeout", "45");
     c.prepare(*this);

@@ -83,23 +83,27 @@ TEST_F(FaultInjectionFileSystemTest, FailuresAreReportedAndLeaveEverythingUntouc
   dir_.WriteFile("tree/inner.xml", "inner");
   fs_.FailFrom(1, os_error::kAccessDenied);
   std::unique_ptr<WritableFile> out;
-  EXPECT_EQ(fs_.SetReadOnly(file, true), 5);
-  EXPECT_EQ(fs_.CreateDirectory(dir_.Path("new")), 5);
-  EXPECT_EQ(fs_.DeleteFile(file), 5);
-  EXPECT_EQ(fs_.CopyFile(file, dir_.Path("copy.xml"), false), 5);
-  EXPECT_EQ(fs_.CopyTree(dir_.Path("tree"), dir_.Path("tree2")), 5);
-  EXPECT_EQ(fs_.DeleteTree(dir_.Path("tree")), 5);
-  EXPECT_EQ(fs_.WriteFileAtomic(file, "changed"), 5);
-  EXPECT_EQ(fs_.OpenWritable(file, OpenMode::kTruncate, &out), 5);
+  std::string contents;
+  std::vector<DirEntry> entries;
+  FileInfo info;
+  // In call order: the eight mutating operations, then reads, which fail as
+  // well once the fault has fired.
+  const std::vector<OsError> results = {
+      fs_.SetReadOnly(file, true),
+      fs_.CreateDirectory(dir_.Path("new")),
+      fs_.DeleteFile(file),
+      fs_.CopyFile(file, dir_.Path("copy.xml"), false),
+      fs_.CopyTree(dir_.Path("tree"), dir_.Path("tree2")),
+      fs_.DeleteTree(dir_.Path("tree")),
+      fs_.WriteFileAtomic(file, "changed"),
+      fs_.OpenWritable(file, OpenMode::kTruncate, &out),
+      fs_.ReadFile(file, &contents),
+      fs_.ListDirectory(dir_.path(), &entries),
+      fs_.GetFileInfo(file, &info),
+  };
+  EXPECT_EQ(results, std::vector<OsError>(results.size(), os_error::kAccessDenied));
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(fs_.mutating_operations(), 8u);
-  // Reads fail as well once the fault has fired.
-  std::string contents;
-  EXPECT_EQ(fs_.ReadFile(file, &contents), 5);
-  std::vector<DirEntry> entries;
-  EXPECT_EQ(fs_.ListDirectory(dir_.path(), &entries), 5);
-  FileInfo info;
-  EXPECT_EQ(fs_.GetFileInfo(file, &info), 5);
 
   EXPECT_EQ(ReadText(file), "original");
   EXPECT_NE(std::filesystem::status(file).permissions() & std::filesystem::perms::owner_write,

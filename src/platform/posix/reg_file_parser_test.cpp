@@ -25,11 +25,6 @@ RegistryValue Value(const RegistryHive& hive, std::string_view key, std::string_
   return it == values->end() ? RegistryValue{} : it->second;
 }
 
-std::string Text(const RegistryHive& hive, std::string_view key, std::string_view name) {
-  const RegistryValue value = Value(hive, key, name);
-  return value.type == RegistryType::kNone ? "<none>" : value.text;
-}
-
 // Every value of `key` as "NAME=type:text/data hex;", in name order; string
 // values without their data, NULs in texts as '|'.
 std::string Dump(const RegistryHive& hive, std::string_view key) {
@@ -193,7 +188,7 @@ TEST(RegFileParserTest, ReadsUtf16FilesAndKeepsTextBothWays) {
   const RegistryHive wide = ParseRegFile(Utf16File(
       u"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K\u00C4]\r\n"
       u"\"Gr\u00FC\u00DF\"=\"\u00E4\U0001F600\"\r\n"));
-  EXPECT_EQ(Text(wide, "K\u00C4", "Gr\u00FC\u00DF"), "\u00E4\U0001F600");
+  EXPECT_EQ(Value(wide, "K\u00C4", "Gr\u00FC\u00DF").text, "\u00E4\U0001F600");
   EXPECT_EQ(Value(wide, "K\u00C4", "Gr\u00FC\u00DF").data,
             Utf16(std::u16string(u"\u00E4\U0001F600\0", 4)));
 }
