@@ -32,11 +32,15 @@ class FileOperatorTest : public ::testing::Test {
     log_text_.clear();  // drop the first line
   }
 
-  std::vector<std::string> AllNames(const std::string& folder) {
-    std::vector<std::string> names;
+  // The names an enumeration gives index by index, then "#" and the code that ended it.
+  using Enumeration = ResultCode (FileOperator::*)(const std::string&, uint32_t, std::string*);
+  std::string Listing(const std::string& folder, Enumeration enumerate = &FileOperator::EnumFile) {
+    std::string listed;
     std::string name;
-    for (uint32_t i = 0; files_.EnumFile(folder, i, &name) == PGSP_OK; ++i) names.push_back(name);
-    return names;
+    uint32_t index = 0;
+    ResultCode result;
+    while ((result = (files_.*enumerate)(folder, index++, &name)) == PGSP_OK) listed += name + " ";
+    return listed + "#" + std::to_string(result);
   }
 
   // Writes `relative` below the program-files root.
@@ -134,30 +138,25 @@ TEST_F(FileOperatorTest, DeleteDirectoryRemovesTheTreeAndFailsOnMissingOnes) {
   EXPECT_EQ(log_text_, "");
 }
 
-TEST_F(FileOperatorTest, EnumFileSkipsFoldersAndEndsWith259) {
-  dir_.WriteFile("e/Boards.Schema.xsd", "");
-  dir_.WriteFile("e/a.xml", "");
-  dir_.MakeDir("e/sub");
-  EXPECT_EQ(AllNames(dir_.Path("e")), (std::vector<std::string>{"a.xml", "Boards.Schema.xsd"}));
-  std::string name;
-  EXPECT_EQ(files_.EnumFile(dir_.Path("e"), 2, &name), PGSP_ERR_NO_MORE_ITEMS);
-  EXPECT_EQ(files_.EnumFile(dir_.MakeDir("only-folders/x"), 0, &name), PGSP_ERR_NO_MORE_ITEMS);
-  EXPECT_EQ(files_.EnumFile(dir_.Path("missing"), 0, &name), 3);
-  EXPECT_EQ(files_.EnumFile("", 0, &name), PGSP_ERR_INVALID_PARAMETERS);
-}
-
-TEST_F(FileOperatorTest, EnumSchemesCountsOnlyLowerCaseXsdNames) {
-  dir_.WriteFile("s/a.xml", "");
-  dir_.WriteFile("s/B.XSD", "");
-  dir_.WriteFile("s/c.xsd", "");
-  dir_.WriteFile("s/xsd", "");
-  dir_.WriteFile("s/.xsd", "");
-  std::string name;
-  ASSERT_EQ(files_.EnumSchemes(dir_.Path("s"), 0, &name), PGSP_OK);
-  EXPECT_EQ(name, ".xsd");
-  ASSERT_EQ(files_.EnumSchemes(dir_.Path("s"), 1, &name), PGSP_OK);
-  EXPECT_EQ(name, "c.xsd");
-  EXPECT_EQ(files_.EnumSchemes(dir_.Path("s"), 2, &name), PGSP_ERR_NO_MORE_ITEMS);
+TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
+  for (const char* name : {"Boards.Schema.xsd", "a.xml", "B.XSD", "c.xsd", "xsd", ".xsd"}) {
+    dir_.WriteFile(std::string("e/") + name, "");
+  }
+  dir_.MakeDir("e/sub.xsd");
+  dir_.MakeDir("only-folders/x");
+  const struct {
+    Enumeration enumerate;
+    std::string folder;
+    std::string listed;
+  } cases[] = {
+      {&FileOperator::EnumFile, dir_.Path("e"), ".xsd a.xml B.XSD Boards.Schema.xsd c.xsd xsd #259"},
+      {&FileOperator::EnumFile, dir_.Path("only-folders"), "#259"},
+      {&FileOperator::EnumFile, dir_.Path("missing"), "#3"},
+      {&FileOperator::EnumFile, "", "#" + std::to_string(PGSP_ERR_INVALID_PARAMETERS)},
+      // Only names ending in ".xsd" exactly count.
+      {&FileOperator::EnumSchemes, dir_.Path("e"), ".xsd Boards.Schema.xsd c.xsd #259"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Listing(c.folder, c.enumerate), c.listed) << c.folder;
 }
 
 TEST_F(FileOperatorTest, FailedCopyTracesItsStepsAndTheOsError) {
@@ -206,9 +205,10 @@ TEST_F(FileOperatorTest, CleanMetaRenewsOnlyTheKindFolders) {
   Store("meta/Protocols/p.xml", "p");
   files_.CleanMeta(log_);
   EXPECT_EQ(ReadText(paths_.Meta() + "/PGSP.xml"), "fixed");
-  EXPECT_EQ(AllNames(paths_.MetaBoards()), std::vector<std::string>{});
-  EXPECT_EQ(AllNames(paths_.MetaProtocols()), std::vector<std::string>{});
-  EXPECT_EQ(AllNames(paths_.MetaDefaultLogDevices()), std::vector<std::string>{});
+  for (const std::string& kind :
+       {paths_.MetaBoards(), paths_.MetaProtocols(), paths_.MetaDefaultLogDevices()}) {
+    EXPECT_EQ(Listing(kind), "#259") << kind;
+  }
   EXPECT_EQ(log_text_, "Creating directory: " + paths_.Meta() + "   failed with: 183\n" +
                            "Successfully deleted directory: " + paths_.MetaDefaultLogDevices() +
                            "\nSuccessfully deleted directory: " + paths_.MetaProtocols() +
@@ -220,9 +220,10 @@ TEST_F(FileOperatorTest, CleanDataRenewsLogDevicesAndLogNames) {
   dir_.WriteFile("data/data/LogNames/n.xml", "n");
   dir_.WriteFile("data/data/keep.xml", "k");
   files_.CleanData(log_);
-  EXPECT_EQ(AllNames(paths_.DataLogDevices()), std::vector<std::string>{});
-  EXPECT_EQ(AllNames(paths_.DataLogNames()), std::vector<std::string>{});
-  EXPECT_EQ(AllNames(paths_.Data()), std::vector<std::string>{"keep.xml"});
+  for (const std::string& kind : {paths_.DataLogDevices(), paths_.DataLogNames()}) {
+    EXPECT_EQ(Listing(kind), "#259") << kind;
+  }
+  EXPECT_EQ(Listing(paths_.Data()), "keep.xml #259");
 }
 
 TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {
@@ -230,12 +231,12 @@ TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {
     std::vector<std::string> files;
     bool read_only;
     ResultCode result;
-    std::vector<std::string> left;
+    std::string left;
   };
   const Case cases[] = {
-      {{}, false, PGSP_OK, {}},
-      {{"a.xml", "b.xml"}, false, ERR_DELETE_FAILED, {}},
-      {{"ro.xml"}, true, PGSP_OK, {"ro.xml"}},
+      {{}, false, PGSP_OK, "#259"},
+      {{"a.xml", "b.xml"}, false, ERR_DELETE_FAILED, "#259"},
+      {{"ro.xml"}, true, PGSP_OK, "ro.xml #259"},
   };
   for (const Case& c : cases) {
     const std::string folder = dir_.MakeDir("data/data/LogDevices");
@@ -245,7 +246,7 @@ TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {
     }
     TraceCapture trace;
     EXPECT_EQ(files_.CleanLogdevices(log_), c.result) << c.files.size();
-    EXPECT_EQ(AllNames(folder), c.left);
+    EXPECT_EQ(Listing(folder), c.left);
     const bool deleted = c.result == ERR_DELETE_FAILED;
     EXPECT_EQ(trace.Has("FileOperator", "CleanLogdevices: ", 64,
                         "Cannot delete file: a.xml   because of errorcode = 0"),
@@ -266,9 +267,8 @@ TEST_F(FileOperatorTest, CopyLogNamesToMetaCopiesValidMissingNamesIntoData) {
       dir_.WriteFile("data/data/LogNames/automation-onlineaccess-ln-old.xml.keep", "mine");
   TraceCapture trace;
   EXPECT_EQ(files_.CopyLogNamesToMeta(log_), PGSP_OK);
-  EXPECT_EQ(AllNames(paths_.DataLogNames()),
-            (std::vector<std::string>{"Automation-OnlineAccess-LN-NEW.xml",
-                                      "automation-onlineaccess-ln-old.xml.keep"}));
+  EXPECT_EQ(Listing(paths_.DataLogNames()),
+            "Automation-OnlineAccess-LN-NEW.xml automation-onlineaccess-ln-old.xml.keep #259");
   EXPECT_EQ(ReadText(old_file), "mine");
   EXPECT_TRUE(trace.Has("FileOperator", "CopyLogNamesToMeta: ", 64,
                         "Invalid Logname: Automation-OnlineAccess-LN-BAD.xml not coppied to meta"));
@@ -339,26 +339,26 @@ class TemplateRemovalTest : public FileOperatorTest {
   void Device(const std::string& name, const char* attributes, const char* device_name) {
     dir_.WriteFile("data/data/LogDevices/" + name, LogDeviceXml(attributes, device_name));
   }
-  std::vector<std::string> LogDevices() { return AllNames(paths_.DataLogDevices()); }
+  std::string LogDevices() { return Listing(paths_.DataLogDevices()); }
 };
 
 TEST_F(TemplateRemovalTest, DeleteAssociatedLogDevicesFollowsTheTemplateKind) {
   struct Case {
     std::string name;
-    std::vector<std::string> left;
+    std::string left;
     std::string trace;
   };
+  const std::string all = "a.xml b.xml c.xml d.xml e.xml #259";
   const Case cases[] = {
-      {"Automation-OnlineAccess-PT-TCPIP.xml", {"c.xml", "d.xml", "e.xml"},
+      {"Automation-OnlineAccess-PT-TCPIP.xml", "c.xml d.xml e.xml #259",
        "Delete Protocol-Associated LogDevice= a.xml"},
-      {"x-Automation-OnlineAccess-BT-CL1613.xml", {"b.xml", "e.xml"},
+      {"x-Automation-OnlineAccess-BT-CL1613.xml", "b.xml e.xml #259",
        "Delete Board-Associated LogDevice= d.xml"},
-      {"Automation-OnlineAccess-LDT-CL1613.H1.xml", {"a.xml", "b.xml", "d.xml", "e.xml"},
+      {"Automation-OnlineAccess-LDT-CL1613.H1.xml", "a.xml b.xml d.xml e.xml #259",
        "Delete DefLogDevice-Associated LogDevice= c.xml"},
-      {"TCPIP.xml", {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
-      {"", {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
-      {"../Protocols/Automation-OnlineAccess-PT-TCPIP.xml",
-       {"a.xml", "b.xml", "c.xml", "d.xml", "e.xml"}, ""},
+      {"TCPIP.xml", all, ""},
+      {"", all, ""},
+      {"../Protocols/Automation-OnlineAccess-PT-TCPIP.xml", all, ""},
   };
   for (const Case& c : cases) {
     const std::string backup = dir_.Path("backup");
@@ -380,14 +380,15 @@ TEST_F(TemplateRemovalTest, ExportAndDeleteTemplatesRemovesOnlyTheMetaProtocolOr
                            "../Protocols/Automation-OnlineAccess-PT-TCPIP.xml"}) {
     EXPECT_EQ(files_.ExportAndDeleteTemplates(name), PGSP_OK);
   }
-  EXPECT_EQ(AllNames(paths_.MetaProtocols()).size(), 1u);
-  EXPECT_EQ(AllNames(paths_.MetaDefaultLogDevices()).size(), 1u);
+  EXPECT_EQ(Listing(paths_.MetaProtocols()), "Automation-OnlineAccess-PT-TCPIP.xml #259");
+  EXPECT_EQ(Listing(paths_.MetaDefaultLogDevices()),
+            "Automation-OnlineAccess-LDT-CL1613.H1.xml #259");
   EXPECT_EQ(files_.ExportAndDeleteTemplates("Automation-OnlineAccess-PT-TCPIP.xml"), PGSP_OK);
   EXPECT_EQ(files_.ExportAndDeleteTemplates("x-Automation-OnlineAccess-BT-CL1613.xml"), PGSP_OK);
-  EXPECT_EQ(AllNames(paths_.MetaProtocols()), std::vector<std::string>{});
-  EXPECT_EQ(AllNames(paths_.MetaBoards()), std::vector<std::string>{});
+  EXPECT_EQ(Listing(paths_.MetaProtocols()), "#259");
+  EXPECT_EQ(Listing(paths_.MetaBoards()), "#259");
   EXPECT_EQ(ReadText(install), "i");
-  EXPECT_EQ(LogDevices().size(), 5u);
+  EXPECT_EQ(LogDevices(), "a.xml b.xml c.xml d.xml e.xml #259");
 }
 
 TEST_F(TemplateRemovalTest, ExportAndDeleteDefaultLogDevicesFindsTheInstallFileInAnyCase) {
@@ -403,7 +404,7 @@ TEST_F(TemplateRemovalTest, ExportAndDeleteDefaultLogDevicesFindsTheInstallFileI
   EXPECT_EQ(files_.ExportAndDeleteDefaultLogDevices("AUTOMATION-ONLINEACCESS-LDT-cl1613.h1"), PGSP_OK);
   EXPECT_FALSE(PathExists(install));
   EXPECT_FALSE(PathExists(meta));
-  EXPECT_EQ(LogDevices().size(), 5u);
+  EXPECT_EQ(LogDevices(), "a.xml b.xml c.xml d.xml e.xml #259");
 }
 
 }  // namespace
