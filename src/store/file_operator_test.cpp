@@ -149,7 +149,8 @@ TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
     std::string folder;
     std::string listed;
   } cases[] = {
-      {&FileOperator::EnumFile, dir_.Path("e"), ".xsd a.xml B.XSD Boards.Schema.xsd c.xsd xsd #259"},
+      {&FileOperator::EnumFile, dir_.Path("e"),
+       ".xsd a.xml B.XSD Boards.Schema.xsd c.xsd xsd #259"},
       {&FileOperator::EnumFile, dir_.Path("only-folders"), "#259"},
       {&FileOperator::EnumFile, dir_.Path("missing"), "#3"},
       {&FileOperator::EnumFile, "", "#" + std::to_string(PGSP_ERR_INVALID_PARAMETERS)},
