@@ -57,10 +57,13 @@ void FailureNotes::LinkNotFollowed(const std::string& link) {
 void FailureNotes::Add(FailureNote note) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (notes_.size() < kMaxKept) notes_.push_back(std::move(note));
+  any_.store(true, std::memory_order_relaxed);
 }
 
 std::vector<FailureNote> FailureNotes::Take() {
+  if (!any_.load(std::memory_order_relaxed)) return {};
   const std::lock_guard<std::mutex> lock(mutex_);
+  any_.store(false, std::memory_order_relaxed);
   return std::exchange(notes_, {});
 }
 

@@ -1,6 +1,7 @@
 // Translation of errno values into the Windows error numbers the program reports.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ class FailureNotes {
 
   std::mutex mutex_;
   std::vector<FailureNote> notes_;
+  // Lets the take after every call of the program skip the lock when, as
+  // nearly always, nothing was noted.
+  std::atomic<bool> any_{false};
 };
 
 }  // namespace q9
