@@ -1,5 +1,7 @@
 #include "xml/dom_helpers.h"
 
+#include <libxml/chvalid.h>
+
 #include "platform/path.h"
 
 namespace q9 {
@@ -19,6 +21,16 @@ void AppendTextBelow(const xmlNode* node, std::string* text) {
   }
 }
 
+// The length of the UTF-8 sequence that `lead` starts; 0 for a byte that
+// cannot start one.
+size_t Utf8SequenceLength(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead >= 0xC2 && lead <= 0xDF) return 2;
+  if (lead >= 0xE0 && lead <= 0xEF) return 3;
+  if (lead >= 0xF0 && lead <= 0xF4) return 4;
+  return 0;
+}
+
 }  // namespace
 
 bool IsElement(const xmlNode* node) { return node != nullptr && node->type == XML_ELEMENT_NODE; }
@@ -29,6 +41,14 @@ std::string_view LocalName(const xmlNode* node) {
 
 bool IsElementNamed(const xmlNode* node, std::string_view name) {
   return IsElement(node) && LocalName(node) == name;
+}
+
+bool HasElementName(const xmlNode* node, std::string_view name) {
+  const size_t colon = name.find(':');
+  if (colon == std::string_view::npos) return IsElementNamed(node, name);
+  const xmlNs* ns = IsElement(node) ? node->ns : nullptr;
+  return ns != nullptr && ns->prefix != nullptr && FromXml(ns->prefix) == name.substr(0, colon) &&
+         LocalName(node) == name.substr(colon + 1);
 }
 
 bool IsElementNamedIgnoreCase(const xmlNode* node, std::string_view name) {
@@ -101,6 +121,27 @@ void RemoveNodeWithIndentation(xmlNode* node) {
   }
   xmlUnlinkNode(node);
   xmlFreeNode(node);
+}
+
+bool IsXmlText(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const size_t length = Utf8SequenceLength(lead);
+    if (length == 0 || i + length > text.size()) return false;
+    uint32_t code = length == 1 ? lead : lead & (0x7Fu >> length);
+    for (size_t k = 1; k < length; ++k) {
+      const auto next = static_cast<unsigned char>(text[i + k]);
+      if ((next & 0xC0) != 0x80) return false;
+      code = (code << 6) | (next & 0x3Fu);
+    }
+    // An overlong form would smuggle "<" or NUL past the check.
+    constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (length > 1 && code < kSmallest[length]) return false;
+    // xmlIsChar: tab, LF, CR, U+0020-U+D7FF, U+E000-U+FFFD, U+10000-U+10FFFF.
+    if (!xmlIsChar(code)) return false;
+    i += length;
+  }
+  return true;
 }
 
 }  // namespace q9

@@ -10,9 +10,17 @@
 
 namespace q9 {
 
+// True when `text` is UTF-8 that an XML 1.0 document can hold: no C0 control
+// but tab, line feed and carriage return, no surrogate, no U+FFFE or U+FFFF.
+// Every text a caller hands to a writer passes this check first.
+bool IsXmlText(std::string_view text);
+
 bool IsElement(const xmlNode* node);
 // Element whose local name equals `name` exactly.
 bool IsElementNamed(const xmlNode* node, std::string_view name);
+// Element named `name`: by local name when `name` has no prefix, by prefix
+// and local name when it has one ("a:Custom" is not "b:Custom").
+bool HasElementName(const xmlNode* node, std::string_view name);
 // Element whose local name equals `name` ignoring ASCII case.
 bool IsElementNamedIgnoreCase(const xmlNode* node, std::string_view name);
 std::string_view LocalName(const xmlNode* node);

@@ -78,7 +78,7 @@ xmlNode* FindParameter(const TemplateDocument& document, std::string_view sectio
   xmlNode* found = nullptr;
   ForEachSection(document, section, IsElementNamed, [&](xmlNode* element) {
     for (xmlNode* child = element->children; child != nullptr; child = child->next) {
-      if (IsElementNamed(child, element_name) && HasName(child, name)) {
+      if (HasElementName(child, element_name) && HasName(child, name)) {
         found = child;
         return true;
       }
@@ -253,6 +253,10 @@ const char* SectionElementName(int32_t index) {
 ResultCode CheckParameterValue(std::string_view name, std::string_view type, std::string_view value,
                                std::string* element_name, std::string* stored_value) {
   *stored_value = std::string(value);
+  // What XML cannot carry would make a file that never loads again.
+  if (!IsXmlText(name) || !IsXmlText(value) || !IsXmlText(type)) {
+    return PGSP_ERR_INVALID_PARAMETERS;
+  }
   if (type.empty() || type == "string") {
     *element_name = "Parameter";
     const bool ok =
@@ -270,10 +274,10 @@ ResultCode CheckParameterValue(std::string_view name, std::string_view type, std
     *stored_value = is_true ? "true" : "false";
     return PGSP_OK;
   }
-  // Any other type names the element itself; it must be a name XML can hold.
+  // Any other type names the element itself, prefix and all; it must be a
+  // name that saves namespace-valid.
   *element_name = std::string(type);
-  return xmlValidateQName(ToXml(element_name->c_str()), 0) == 0 ? PGSP_OK
-                                                                : PGSP_ERR_INVALID_PARAMETERS;
+  return IsWritableElementName(type) ? PGSP_OK : PGSP_ERR_INVALID_PARAMETERS;
 }
 
 ResultCode GetSectionParameter(const TemplateDocument& document, int32_t section_index,

@@ -49,8 +49,10 @@ const char* SectionElementName(int32_t index);
 //     leading white space and sign allowed and nothing after the digits;
 //   "bool": "ParameterBool"; "true" or "false" in any case, stored lower case;
 //   anything else: an element of that name, value unchecked; the name must be
-//     a valid XML name, since it becomes an element name.
-// Returns 0, or 87 when a rule is broken.
+//     IsWritableElementName ("a:Custom" is written with "a" declared for the
+//     section's namespace and matched again by prefix and local name).
+// Name, value and type must all be IsXmlText. Returns 0, or 87 when a rule
+// is broken.
 [[nodiscard]] ResultCode CheckParameterValue(std::string_view name, std::string_view type,
                                              std::string_view value, std::string* element_name,
                                              std::string* stored_value);

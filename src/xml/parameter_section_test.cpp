@@ -84,7 +84,9 @@ TEST_F(ParameterSectionTest, TypeRulesRejectBeforeTheFileIsRead) {
   const std::tuple<const char*, const char*, const char*> rejected[] = {
       {"Flag", "yes", "bool"},   {"N", "12a", "int"},          {"N", "", "int"},
       {"N", "7 ", "int"},        {"two words", "v", "string"}, {"N", "a<b", "string"},
-      {"N", "a>b", ""},          {"N", "v", "no element"},
+      {"N", "a>b", ""},          {"N", "v", "no element"},     {"N", "v", "xmlns:Custom"},
+      {"a\x01b", "v", "string"}, {"N", "\v42", "int"},          {"N", "\xC0\xBC", ""},
+      {"N", "a\xE2\x82", ""},    {"N", "\xED\xA0\x80", ""},    {"N", "\xEF\xBF\xBE", "x"},
   };
   for (const auto& [name, value, type] : rejected) {
     EXPECT_EQ(Q9XMLSetValue(xml_, path, "", name, value, type), PGSP_ERR_INVALID_PARAMETERS)
@@ -155,13 +157,20 @@ TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespa
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "5", "int"), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Updates", "When", "now", "string"), PGSP_OK);
+  // A prefixed type is matched again by prefix and local name.
+  for (const char* value : {"1", "2"}) {
+    EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "C", value, "a:Custom"), PGSP_OK);
+  }
   EXPECT_EQ(
       ReadText(path),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
           "\">\n"
           "  <Ndi>\n    <Parameter><Name>A</Name><Value>x &amp; y</Value></Parameter>\n"
           "    <ParameterBool><Name>static_logdevice</Name><Value>true</Value></ParameterBool>\n"
-          "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n  </Ndi>\n"
+          "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n"
+          "    <a:Custom xmlns:a=\"" +
+          dev + "\"><a:Name>C</a:Name><a:Value>2</a:Value></a:Custom>\n"
+          "  </Ndi>\n"
           "  <Updates>\n  <Parameter xmlns=\"" +
           NamespaceForPrefix("pgsp") +
           "\">"

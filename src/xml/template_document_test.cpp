@@ -201,7 +201,10 @@ TEST_F(TemplateDocumentTest, SetTemplateVersionWritesWhatTheRootCarries) {
   const std::string prefixed =
       dir_.WriteFile("prefixed.xml", "<Root xmlns:x=\"urn:x\" x:MajorVersion=\"1\"/>");
   EXPECT_EQ(SetTemplateVersion(xml_, prefixed, "7", "8"), kNoVersionAttribute);
-  EXPECT_EQ(SetTemplateVersion(xml_, minor, "", "8"), PGSP_ERR_INVALID_PARAMETERS);
+  for (const char* bad : {"", "8\x01", "\xC0\xAF"}) {
+    EXPECT_EQ(SetTemplateVersion(xml_, minor, "7", bad), PGSP_ERR_INVALID_PARAMETERS);
+  }
+  EXPECT_EQ(ReadText(minor), "<Root MinorVersion=\"8\"/>\n");
   EXPECT_EQ(SetTemplateVersion(xml_, dir_.Path("missing.xml"), "1", "2"),
             PGSP_ERR_CANT_LOAD_XML_FILE);
 }

@@ -1,14 +1,14 @@
 #include "xml/template_node.h"
 
+#include <algorithm>
+
 #include "xml/template_namespace.h"
 
 namespace q9 {
 namespace {
 
 XmlNodePtr NewElement(xmlDoc* doc, const std::string& qualified_name, const std::string& uri) {
-  if (qualified_name.empty() || xmlValidateQName(ToXml(qualified_name.c_str()), 0) != 0) {
-    return nullptr;
-  }
+  if (!IsWritableElementName(qualified_name)) return nullptr;
   const size_t colon = qualified_name.find(':');
   const std::string prefix = colon == std::string::npos ? "" : qualified_name.substr(0, colon);
   const std::string local =
@@ -41,6 +41,14 @@ XmlNodePtr NewElement(xmlDoc* doc, const std::string& qualified_name, const std:
 }
 
 }  // namespace
+
+bool IsWritableElementName(std::string_view name) {
+  const std::string text(name);
+  if (text.empty() || text.find('\0') != std::string::npos ||
+      xmlValidateQName(ToXml(text.c_str()), 0) != 0) return false;
+  const std::string_view prefix = name.substr(0, std::min(name.find(':'), name.size()));
+  return prefix == name || (prefix != "xml" && prefix != "xmlns");
+}
 
 XmlNodePtr CreateTemplateNode(int32_t node_type, const char* name,
                               const std::string& namespace_prefix,

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "xml/template_document.h"
 #include "xml/xml_handles.h"
@@ -30,7 +31,12 @@ enum TemplateNodeType : int32_t {
 // of a processing instruction is its target; text, CDATA and comment nodes are
 // created empty. `name` may be null (an empty name). Returns null when
 // `document` is null or not loaded, for any other type (attributes are set on
-// their element with xmlSetProp), or when the name is not a valid XML name.
+// their element with xmlSetProp), or when the name is not IsWritableElementName.
+// True when `name` can name an element that is namespace-valid once its prefix
+// (if any) is declared: a qualified name whose prefix is neither "xml" nor
+// "xmlns", which no element may use for a namespace of its own.
+bool IsWritableElementName(std::string_view name);
+
 XmlNodePtr CreateTemplateNode(int32_t node_type, const char* name,
                               const std::string& namespace_prefix,
                               const TemplateDocument* document);

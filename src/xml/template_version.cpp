@@ -2,6 +2,7 @@
 
 #include "platform/path.h"
 #include "trace/trace.h"
+#include "xml/dom_helpers.h"
 #include "xml/template_namespace.h"
 
 namespace q9 {
@@ -37,12 +38,17 @@ ResultCode StampVersion(TemplateDocument& document, const std::string& major,
   return found ? PGSP_OK : kNoVersionAttribute;
 }
 
+// Empty texts, and texts XML cannot carry, are bad arguments.
+bool AreVersionTexts(const std::string& major, const std::string& minor) {
+  return !major.empty() && !minor.empty() && IsXmlText(major) && IsXmlText(minor);
+}
+
 }  // namespace
 
 ResultCode SetTemplateVersion(TemplateDocument& document, const std::string& major,
                               const std::string& minor) {
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (!document.loaded() || major.empty() || minor.empty()) {
+  if (!document.loaded() || !AreVersionTexts(major, minor)) {
     return Traced(PGSP_ERR_INVALID_PARAMETERS);
   }
   return Traced(StampVersion(document, major, minor));
@@ -51,7 +57,7 @@ ResultCode SetTemplateVersion(TemplateDocument& document, const std::string& maj
 ResultCode SetTemplateVersion(XmlContext& xml, const std::string& path, const std::string& major,
                               const std::string& minor) {
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
-  if (path.empty() || major.empty() || minor.empty()) {
+  if (path.empty() || !AreVersionTexts(major, minor)) {
     return Traced(PGSP_ERR_INVALID_PARAMETERS);
   }
   TemplateDocument document;

@@ -13,7 +13,8 @@ namespace q9 {
 // Writes `major` and `minor` into the root element's attributes named
 // "MajorVersion" and "MinorVersion" (unprefixed; names compared ignoring
 // case). Returns 0 when at least one was there, 87 when `major` or `minor` is
-// empty or the document is not loaded, 8040 when the root carries neither.
+// empty or not IsXmlText or the document is not loaded, 8040 when the root
+// carries neither.
 // The document is marked modified only when a value changed.
 [[nodiscard]] ResultCode SetTemplateVersion(TemplateDocument& document, const std::string& major,
                                             const std::string& minor);
