@@ -2,8 +2,6 @@
 
 #include "xml/xml_context.h"
 
-#include <limits>
-
 #include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/template_namespace.h"
@@ -12,6 +10,12 @@ namespace q9 {
 namespace {
 
 constexpr std::string_view kUtf8Bom = "\xEF\xBB\xBF";
+constexpr TraceSite kSizeSite{"q9xmlHelper", "CheckFileSize: "};
+
+ResultCode RefuseTooLarge(const std::string& file) {
+  Q9_TRACE(kSizeSite, trace_level::kWarning, "Warning: FILE_TOO_LARGE : %s", file.c_str());
+  return PGSP_ERR_CANT_LOAD_XML_FILE;
+}
 
 bool StartsWith(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
@@ -46,6 +50,32 @@ int AppendToString(void* context, const char* buffer, int length) {
 
 int CloseNothing(void*) { return 0; }
 
+// Appends the document to `text`, in `encoding` (null: its own).
+bool Serialize(xmlDoc* doc, const char* encoding, int options, std::string* text) {
+  XmlSaveCtxtPtr save(xmlSaveToIO(AppendToString, CloseNothing, text, encoding, options));
+  if (save == nullptr) return false;
+  const long written = xmlSaveDoc(save.get(), doc);
+  // Write errors show only when the context is closed.
+  return xmlSaveClose(save.release()) >= 0 && written >= 0;
+}
+
+// True for the encodings that libxml2 converts itself (no declaration, UTF-8,
+// UTF-16, Latin-1, ASCII): what it writes in them always loads again. Any
+// other encoding goes through iconv and is checked by reading the text back.
+bool WritesBackSafely(const xmlDoc* doc) {
+  if (doc->encoding == nullptr) return true;
+  switch (xmlParseCharEncoding(FromXml(doc->encoding))) {
+    case XML_CHAR_ENCODING_UTF8:
+    case XML_CHAR_ENCODING_UTF16LE:
+    case XML_CHAR_ENCODING_UTF16BE:
+    case XML_CHAR_ENCODING_8859_1:
+    case XML_CHAR_ENCODING_ASCII:
+      return true;
+    default:
+      return false;
+  }
+}
+
 std::string WithCrlf(const std::string& text) {
   // The serialiser writes raw line feeds only as line ends (a carriage return
   // in content comes out as "&#13;"), so every LF is a line end here.
@@ -63,13 +93,14 @@ std::string WithCrlf(const std::string& text) {
 ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
                                   TemplateDocument* document, XmlParseFailure* failure) {
   *document = TemplateDocument();
-  // libxml2 parses at most 2 GiB; a larger file is refused before it is read
-  // into memory.
+  // Every load checks the size, so no caller can read a huge file into
+  // memory. The whole size counts here: a file of 4 GiB and more that the
+  // wrapped comparison of CheckFileSize lets through is refused as well.
   FileInfo info;
   if (xml.env().files().GetFileInfo(path, &info) == os_error::kSuccess && !info.is_directory &&
-      info.size > static_cast<uint64_t>(std::numeric_limits<int>::max())) {
-    if (failure != nullptr) *failure = {"the file is too large to be parsed", 0};
-    return PGSP_ERR_CANT_LOAD_XML_FILE;
+      info.size > kMaxTemplateFileSize) {
+    if (failure != nullptr) *failure = {"the file is larger than the size limit", 0};
+    return RefuseTooLarge(path);
   }
   std::string bytes;
   const OsError read = xml.env().files().ReadFile(path, &bytes);
@@ -91,16 +122,19 @@ ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
 
 ResultCode TemplateDocument::Save(XmlContext& xml) const {
   if (doc_ == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
+  XmlErrorsToTrace quiet(doc_->URL != nullptr ? FromXml(doc_->URL) : path_);
   std::string text;
   if (had_bom_) text += kUtf8Bom;
   const int options = had_declaration_ ? 0 : XML_SAVE_NO_DECL;
   // UTF-16 must be asked for by name; every other encoding is kept when none is given.
   const char* encoding = IsUtf16(doc_.get()) ? FromXml(doc_->encoding) : nullptr;
-  XmlSaveCtxtPtr save(xmlSaveToIO(AppendToString, CloseNothing, &text, encoding, options));
-  if (save == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
-  const long written = xmlSaveDoc(save.get(), doc_.get());
-  // Write errors show only when the context is closed.
-  if (xmlSaveClose(save.release()) < 0 || written < 0) return PGSP_ERR_CANT_LOAD_XML_FILE;
+  if (!Serialize(doc_.get(), encoding, options, &text)) return PGSP_ERR_CANT_LOAD_XML_FILE;
+  if (!WritesBackSafely(doc_.get()) && ParseDocument(text, path_) == nullptr) {
+    // libxml2 writes some encodings (UTF-7, the ISO-2022 family) so that the
+    // file no longer loads; such a document is saved as UTF-8 instead.
+    text.clear();
+    if (!Serialize(doc_.get(), "UTF-8", options, &text)) return PGSP_ERR_CANT_LOAD_XML_FILE;
+  }
   if (had_crlf_ && !IsUtf16(doc_.get())) text = WithCrlf(text);
   const OsError error = xml.env().files().WriteFileAtomic(path_, text);
   xml.facts().Forget(path_);
@@ -108,19 +142,15 @@ ResultCode TemplateDocument::Save(XmlContext& xml) const {
 }
 
 ResultCode CheckFileSize(XmlContext& xml, const std::string& path) {
-  constexpr TraceSite kSite{"q9xmlHelper", "CheckFileSize: "};
   const std::string file = ApplyFileNameRule(path);
   FileInfo info;
   if (xml.env().files().GetFileInfo(file, &info) != os_error::kSuccess) {
-    Q9_TRACE(kSite, trace_level::kResult, "Error: FILE_NOT_FOUND : %s", file.c_str());
+    Q9_TRACE(kSizeSite, trace_level::kResult, "Error: FILE_NOT_FOUND : %s", file.c_str());
     return kFileAttributesUnreadable;
   }
   // Only the low 32 bits of the size count: 4 GiB and more wrap around.
   const uint32_t low_size = static_cast<uint32_t>(info.size & 0xFFFFFFFFu);
-  if (low_size > kMaxTemplateFileSize) {
-    Q9_TRACE(kSite, trace_level::kWarning, "Warning: FILE_TOO_LARGE : %s", file.c_str());
-    return PGSP_ERR_CANT_LOAD_XML_FILE;
-  }
+  if (low_size > kMaxTemplateFileSize) return RefuseTooLarge(file);
   return PGSP_OK;
 }
 

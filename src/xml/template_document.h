@@ -26,14 +26,18 @@ class TemplateDocument {
 
   // Reads `path` exactly as given (callers apply the file-name rule) through
   // the run's Env and parses it with ParseDocument. Returns 0, or 8508 when the file
-  // cannot be read (missing, a directory, unreadable) or does not parse; the
-  // reason goes to `failure` when given. `document` is empty on failure.
+  // cannot be read (missing, a directory, unreadable), is larger than
+  // kMaxTemplateFileSize (traced as CheckFileSize traces it; the whole size
+  // counts) or does not parse; the reason goes to `failure` when given.
+  // `document` is empty on failure.
   [[nodiscard]] static ResultCode Load(XmlContext& xml, const std::string& path,
                                        TemplateDocument* document,
                                        XmlParseFailure* failure = nullptr);
 
   // Serialises the whole document and replaces the file at path() in one
-  // atomic write through the run's Env. Returns 0, the Windows error number of the
+  // atomic write through the run's Env. The declared encoding is kept unless
+  // what libxml2 writes in it would not load again; the document is then
+  // written as UTF-8 and declared so. Returns 0, the Windows error number of the
   // write (the file is then as it was), or 8508 when serialising failed.
   [[nodiscard]] ResultCode Save(XmlContext& xml) const;
 

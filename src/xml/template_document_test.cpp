@@ -9,6 +9,7 @@
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
 #include "xml/template_node.h"
+#include "xml/dom_helpers.h"
 #include "xml/template_version.h"
 #include "xml_test_support.h"
 
@@ -39,6 +40,7 @@ TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
       "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Root>\r\n  "
       "<A>\xC3\xA4</A>\r\n</Root>\r\n",
       "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<Root>\xE4</Root>\n",
+      "<?xml version=\"1.0\" encoding=\"windows-1252\"?>\n<Root>\x80</Root>\n",
       Utf16Le("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<Root>\n  <A>x</A>\n</Root>\n"),
   };
   for (const std::string& sample : samples) {
@@ -49,6 +51,20 @@ TEST_F(TemplateDocumentTest, SaveWritesBackTheSameBytes) {
     EXPECT_EQ(ReadText(path), sample);
   }
   EXPECT_TRUE(testing::LeftoverTemporaryFiles(dir_.path()).empty());
+}
+
+TEST_F(TemplateDocumentTest, EncodingsThatDoNotReadBackAreSavedAsUtf8) {
+  for (const char* encoding : {"UTF-7", "UTF7", "ISO-2022-KR", "csISO2022KR", "HZ"}) {
+    const std::string path = dir_.WriteFile(
+        "t.xml", std::string("<?xml version=\"1.0\" encoding=\"") + encoding + "\"?>\n<Root/>\n");
+    TemplateDocument document;
+    ASSERT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_OK) << encoding;
+    SetElementText(document.root(), "\xC3\xA4+x");
+    ASSERT_EQ(document.Save(xml_), PGSP_OK);
+    EXPECT_EQ(ReadText(path),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>\xC3\xA4+x</Root>\n")
+        << encoding;
+  }
 }
 
 TEST_F(TemplateDocumentTest, HostileFilesDoNotLoad) {
@@ -135,6 +151,21 @@ TEST_F(TemplateDocumentTest, CheckFileSizeLimitAndMissingFile) {
                                 "Error: FILE_NOT_FOUND : " + dir_.Path("missing.xml")));
   sized("small.xml", 10);
   EXPECT_EQ(CheckFileSize(xml_, dir_.Path("small")), PGSP_OK);
+
+  // Every load refuses what is over the limit before reading it, even a
+  // well-formed file, and a size that wraps counts whole.
+  const std::string wellformed =
+      dir_.WriteFile("wellformed.xml", "<Root>" + std::string(10'000'000, ' ') + "</Root>");
+  for (const std::string& path : {wellformed, dir_.Path("wrapped.xml")}) {
+    testing::ClearTraces();
+    testing::FaultInjectionFileSystem files(env_.files());
+    Env env = testing::EnvWithFileSystem(files);
+    XmlContext xml(env);
+    TemplateDocument document;
+    EXPECT_EQ(TemplateDocument::Load(xml, path, &document), PGSP_ERR_CANT_LOAD_XML_FILE);
+    EXPECT_TRUE(files.reads().empty());
+    EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + path));
+  }
 }
 
 // Creates a node in a document whose root has the log-device namespace as

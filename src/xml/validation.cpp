@@ -42,6 +42,7 @@ bool Compile(XmlContext& xml, const std::string& schema_path, const std::string&
   FirstXmlError errors;
   xmlSchemaSetParserStructuredErrors(parser.get(), FirstXmlError::Collect, &errors);
   {
+    XmlErrorsToTrace quiet(schema_path);
     SchemaFolderScope includes(xml.env(), std::string(ParentPath(schema_path)));
     schema->schema.reset(xmlSchemaParse(parser.get()));
   }
@@ -90,6 +91,7 @@ ResultCode ValidateAgainst(const CompiledSchema& schema, const std::string& sche
   if (validator == nullptr) return kXmlObjectNotCreated;
   FirstXmlError invalid;
   xmlSchemaSetValidStructuredErrors(validator.get(), FirstXmlError::Collect, &invalid);
+  XmlErrorsToTrace quiet(document.path());
   if (xmlSchemaValidateDoc(validator.get(), document.doc()) != 0) {
     return Invalid(invalid.any ? invalid.failure.Describe() : "the validator failed");
   }

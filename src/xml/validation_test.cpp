@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "fault_injection_file_system.h"
 #include "temp_dir.h"
+#include "xml/streaming_reader.h"
 #include "xml/template_namespace.h"
 #include "xml_test_support.h"
 
@@ -159,6 +162,28 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   EXPECT_EQ(validate("../Outside.xsd"), kInvalidAgainstSchema);  // the include is refused
   EXPECT_EQ(files.reads().size(), 5u);                           // Outside.xsd was never read
   EXPECT_EQ(files.reads().back(), file);
+}
+
+TEST_F(ValidateFileTest, LibraryMessagesGoToTheTraceNeverToStandardError) {
+  const std::string ns = NamespaceForPrefix("pro");
+  const std::string outside = dir_.WriteFile(
+      "Outside.xsd",
+      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><echo/></xs:schema>");
+  const std::string link = dir_.Path("Corvane OAM/Schemes/Link.xsd");
+  dir_.MakeDir("Corvane OAM/Schemes");
+  std::filesystem::create_symlink(outside, link);
+  const std::string broken = dir_.WriteFile(
+      "broken.xml", "<?xml version=\"1.0\" encoding=\"Shift_JIS\"?>\n<Root>\x81\xFF</Root>\n");
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(Validate("Protocols.Schema", Schema(ns, "<xs:include schemaLocation=\"Link.xsd\"/>"),
+                     Template(ns)),
+            kInvalidAgainstSchema);
+  TemplateDocument document;
+  EXPECT_EQ(TemplateDocument::Load(xml_, broken, &document), PGSP_ERR_CANT_LOAD_XML_FILE);
+  std::string value;
+  EXPECT_EQ(ReadRootAttribute(xml_, broken, "a", &value), kStreamValueNotFound);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_TRUE(HasTrace("libxml2: ", 64, link + " refused: a symbolic link"));
 }
 
 TEST_F(ValidateFileTest, ARunReadsEachSchemaOnceAndValidatesHeldDocuments) {

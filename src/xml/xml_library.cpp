@@ -6,9 +6,12 @@
 #include <libxml/xmlschemastypes.h>
 
 #include <climits>
+#include <cstdarg>
+#include <cstdio>
 #include <mutex>
 
 #include "platform/path.h"
+#include "trace/trace.h"
 
 namespace q9 {
 namespace {
@@ -52,13 +55,35 @@ xmlParserInputPtr InputFromBytes(const std::string& bytes, const char* url, xmlP
   return input;
 }
 
+constexpr TraceSite kLibrarySite{"q9xmlHelper", "libxml2: "};
+
+// True when the folder's entry `name` is a symbolic link; the entry is found
+// as the file system finds it, by its name or else ignoring case.
+bool IsLinkInFolder(Env& env, const std::string& folder, std::string_view name) {
+  std::vector<DirEntry> entries;
+  if (env.files().ListDirectory(folder, &entries) != os_error::kSuccess) return false;
+  const DirEntry* found = nullptr;
+  for (const DirEntry& entry : entries) {
+    if (entry.name == name) return entry.is_link;
+    if (found == nullptr && EqualsIgnoreCase(entry.name, name)) found = &entry;
+  }
+  return found != nullptr && found->is_link;
+}
+
 xmlParserInputPtr GuardedEntityLoader(const char* url, const char* /*id*/, xmlParserCtxtPtr ctxt) {
   if (url == nullptr || t_grant.env == nullptr) return nullptr;
   std::string path = LocalPathOf(url);
   if (ParentPath(path) != t_grant.folder) path = UnescapedPath(path);
-  if (path.empty() || ParentPath(path) != t_grant.folder) return nullptr;
+  if (path.empty() || ParentPath(path) != t_grant.folder) {
+    Q9_TRACE(kLibrarySite, trace_level::kProgress, "%s refused: not in the schema folder", url);
+    return nullptr;
+  }
   const std::string_view name = BaseName(path);
   if (name.empty() || name == "." || name == "..") return nullptr;
+  if (IsLinkInFolder(*t_grant.env, t_grant.folder, name)) {
+    Q9_TRACE(kLibrarySite, trace_level::kProgress, "%s refused: a symbolic link", path.c_str());
+    return nullptr;
+  }
   std::string bytes;
   if (t_grant.env->files().ReadFile(path, &bytes) != 0) return nullptr;
   return InputFromBytes(bytes, url, ctxt);
@@ -88,7 +113,44 @@ void RefuseDocumentType(void* user_data, const xmlChar*, const xmlChar*, const x
   xmlStopParser(ctxt);
 }
 
+void TraceLibraryError(void* context, xmlErrorPtr error) {
+  if (error == nullptr) return;
+  const auto* scope = static_cast<const XmlErrorsToTrace*>(context);
+  std::string message = error->message != nullptr ? error->message : "unknown error";
+  while (!message.empty() && message.back() == '\n') message.pop_back();
+  const char* file = error->file != nullptr ? error->file : scope->file().c_str();
+  const uint32_t level =
+      error->level >= XML_ERR_ERROR ? trace_level::kProgress : trace_level::kWarning;
+  Q9_TRACE(kLibrarySite, level, "%s, line %d: %s", file, error->line, message.c_str());
+}
+
+// The few messages libxml2 prints without a structure come in pieces.
+void TraceGenericError(void* context, const char* format, ...) {
+  char message[512];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(message, sizeof message, format, arguments);
+  va_end(arguments);
+  const auto* scope = static_cast<const XmlErrorsToTrace*>(context);
+  Q9_TRACE(kLibrarySite, trace_level::kWarning, "%s: %s", scope->file().c_str(), message);
+}
+
 }  // namespace
+
+XmlErrorsToTrace::XmlErrorsToTrace(std::string file)
+    : file_(std::move(file)),
+      previous_structured_(xmlStructuredError),
+      previous_structured_context_(xmlStructuredErrorContext),
+      previous_generic_(xmlGenericError),
+      previous_generic_context_(xmlGenericErrorContext) {
+  xmlSetStructuredErrorFunc(this, TraceLibraryError);
+  xmlSetGenericErrorFunc(this, TraceGenericError);
+}
+
+XmlErrorsToTrace::~XmlErrorsToTrace() {
+  xmlSetStructuredErrorFunc(previous_structured_context_, previous_structured_);
+  xmlSetGenericErrorFunc(previous_generic_context_, previous_generic_);
+}
 
 void InitializeXmlLibrary() {
   static std::once_flag once;
@@ -125,6 +187,7 @@ std::string XmlParseFailure::Describe() const {
 
 XmlDocPtr ParseDocument(std::string_view bytes, const std::string& url, XmlParseFailure* failure) {
   InitializeXmlLibrary();
+  XmlErrorsToTrace quiet(url);
   FirstXmlError errors;
   auto fail = [&](const char* fallback) {
     if (failure != nullptr) *failure = errors.any ? errors.failure : XmlParseFailure{fallback, 0};

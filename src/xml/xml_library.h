@@ -12,7 +12,8 @@ namespace q9 {
 
 // Initialises the parser and the schema types and installs an external-entity
 // loader that refuses every resource, except files directly inside the schema
-// folder of a SchemaFolderScope active on the calling thread. The first call
+// folder of a SchemaFolderScope active on the calling thread that are not
+// symbolic links (a refused link is traced). The first call
 // does the work; later calls return at once. The entry point calls it at
 // start-up; every operation of the layer calls it too.
 void InitializeXmlLibrary();
@@ -27,6 +28,28 @@ class SchemaFolderScope {
   SchemaFolderScope(const SchemaFolderScope&) = delete;
   SchemaFolderScope& operator=(const SchemaFolderScope&) = delete;
   ~SchemaFolderScope();
+};
+
+// While alive, every message that libxml2 reports on this thread outside a
+// context with a handler of its own (encoding and input errors, the writer,
+// tree functions) goes to the trace, naming `file`, and never to standard
+// error. The handlers it replaces are restored at its end, so nothing is
+// left installed between operations. Scopes nest.
+class XmlErrorsToTrace {
+ public:
+  explicit XmlErrorsToTrace(std::string file);
+  XmlErrorsToTrace(const XmlErrorsToTrace&) = delete;
+  XmlErrorsToTrace& operator=(const XmlErrorsToTrace&) = delete;
+  ~XmlErrorsToTrace();
+
+  const std::string& file() const { return file_; }
+
+ private:
+  std::string file_;
+  xmlStructuredErrorFunc previous_structured_;
+  void* previous_structured_context_;
+  xmlGenericErrorFunc previous_generic_;
+  void* previous_generic_context_;
 };
 
 // Why a text did not parse, for the trace.
