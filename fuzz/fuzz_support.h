@@ -22,15 +22,6 @@ std::string WriteSandboxFile(const std::string& relative, std::string_view conte
 // the rest, NULs included).
 std::vector<std::string> SplitInput(const uint8_t* data, size_t size, size_t max_parts);
 
-// True when `text` is valid UTF-8 without the characters XML 1.0 cannot
-// hold (C0 controls other than tab, line feed and carriage return; U+FFFE,
-// U+FFFF).
-bool XmlCanCarry(std::string_view text);
-
-// True when `document` mentions an encoding that libxml2 reads but cannot
-// write so that it loads again (UTF-7, the ISO-2022 family).
-bool DeclaresUnwritableEncoding(std::string_view document);
-
 // The real Env, with the XML library set up once.
 Env& FuzzEnv();
 

@@ -1,5 +1,8 @@
 #include "xml/streaming_reader.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/template_namespace.h"
@@ -10,12 +13,33 @@ namespace {
 
 void IgnoreReaderError(void*, xmlErrorPtr) {}
 
-int ReadFromFile(void* context, char* buffer, int length) {
+constexpr uint64_t kNoOffset = std::numeric_limits<uint64_t>::max();
+
+// The bytes of the file as the reader asks for them. From `careful_from` on
+// they are handed out one at a time, so that the reader parses no further
+// than it must to give its next node.
+struct PieceSource {
+  SequentialFile* file = nullptr;
+  uint64_t careful_from = kNoOffset;
+  uint64_t offset = 0;            // bytes handed out so far
+  uint64_t last_piece_start = 0;  // where the latest piece began
+};
+
+int ReadPiece(void* context, char* buffer, int length) {
+  auto* source = static_cast<PieceSource*>(context);
+  if (length < 0) return -1;
+  uint64_t wanted = static_cast<uint64_t>(length);
+  if (source->offset >= source->careful_from) {
+    wanted = std::min<uint64_t>(wanted, 1);
+  } else {
+    wanted = std::min(wanted, source->careful_from - source->offset);
+  }
   size_t read = 0;
-  if (length < 0 || static_cast<SequentialFile*>(context)->Read(buffer, static_cast<size_t>(length),
-                                                                &read) != os_error::kSuccess) {
+  if (source->file->Read(buffer, static_cast<size_t>(wanted), &read) != os_error::kSuccess) {
     return -1;
   }
+  source->last_piece_start = source->offset;
+  source->offset += read;
   return static_cast<int>(read);
 }
 
@@ -25,15 +49,20 @@ int KeepFileOpen(void*) { return 0; }  // the stream owns the file
 // that matches early reads only the beginning of the file.
 class TemplateStream {
  public:
+  explicit TemplateStream(const std::string& path) : quiet_(path) {}
+
   // 0, or 8508 when the file cannot be opened or the reader cannot be made.
-  ResultCode Open(XmlContext& xml, const std::string& path) {
+  // Pieces from `careful_from` on are one byte long.
+  ResultCode Open(XmlContext& xml, const std::string& path, uint64_t careful_from) {
     InitializeXmlLibrary();
     if (xml.env().files().OpenSequential(path, &file_) != os_error::kSuccess) {
       return PGSP_ERR_CANT_LOAD_XML_FILE;
     }
+    source_.file = file_.get();
+    source_.careful_from = careful_from;
     // No XML_PARSER_LOADDTD, no XML_PARSER_SUBST_ENTITIES: nothing outside
     // the file is ever read, and a document type stops the walk below.
-    reader_.reset(xmlReaderForIO(ReadFromFile, KeepFileOpen, file_.get(), path.c_str(), nullptr,
+    reader_.reset(xmlReaderForIO(ReadPiece, KeepFileOpen, &source_, path.c_str(), nullptr,
                                  XML_PARSE_NONET | XML_PARSE_BIG_LINES));
     if (reader_ == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
     xmlTextReaderSetStructuredErrorHandler(reader_.get(), IgnoreReaderError, nullptr);
@@ -43,9 +72,16 @@ class TemplateStream {
   // Moves to the next node; false at the end, on malformed text and on a
   // document type declaration.
   bool Next() {
-    return xmlTextReaderRead(reader_.get()) == 1 &&
-           xmlTextReaderNodeType(reader_.get()) != XML_READER_TYPE_DOCUMENT_TYPE;
+    const int read = xmlTextReaderRead(reader_.get());
+    if (read < 0) broken_ = true;
+    return read == 1 && xmlTextReaderNodeType(reader_.get()) != XML_READER_TYPE_DOCUMENT_TYPE;
   }
+
+  // True once the reader stopped at malformed text. The reader parses the
+  // pieces it asks for whole, so the damage lies in the latest piece, and
+  // nodes before it in that piece may never have been given out.
+  bool broken() const { return broken_; }
+  uint64_t damaged_piece_start() const { return source_.last_piece_start; }
 
   bool AtElement() const { return xmlTextReaderNodeType(reader_.get()) == XML_READER_TYPE_ELEMENT; }
   bool AtEndOf(int depth) const {
@@ -88,8 +124,11 @@ class TemplateStream {
   }
 
  private:
+  XmlErrorsToTrace quiet_;  // outlives the reader, which may report at its end
   std::unique_ptr<SequentialFile> file_;  // outlives the reader that reads it
+  PieceSource source_;
   XmlTextReaderPtr reader_;
+  bool broken_ = false;
 };
 
 enum class Lookup { kFound, kNotHere, kBroken };
@@ -149,6 +188,24 @@ Lookup SearchSection(TemplateStream& stream, const std::string& wanted, std::str
   return Lookup::kBroken;
 }
 
+// Runs `search` (0 when it found its value, else 8513) on a stream of the
+// file `path`. When the reader stopped at malformed text first, the look-up
+// runs once more, fed byte by byte from the piece where the damage was found,
+// so that a value before the damage is found wherever the pieces ended.
+template <typename Search>
+ResultCode RunLookUp(XmlContext& xml, const std::string& path, Search search) {
+  uint64_t careful_from = kNoOffset;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    TemplateStream stream(path);
+    const ResultCode opened = stream.Open(xml, path, careful_from);
+    if (opened != PGSP_OK) return opened;
+    const ResultCode result = search(stream);
+    if (result == PGSP_OK || !stream.broken()) return result;
+    careful_from = stream.damaged_piece_start();
+  }
+  return kStreamValueNotFound;
+}
+
 }  // namespace
 
 ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
@@ -158,14 +215,14 @@ ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
   // An empty attribute name is no bad argument; it simply names nothing (8513).
   if (path.empty() || value == nullptr) return Traced(kSite, PGSP_ERR_INVALID_PARAMETERS);
   value->clear();
-  TemplateStream stream;
-  const ResultCode opened = stream.Open(xml, ApplyFileNameRule(path));
-  if (opened != PGSP_OK) return Traced(kSite, opened);
-  while (stream.Next()) {
-    if (!stream.AtElement()) continue;
-    return Traced(kSite, stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound);
-  }
-  return Traced(kSite, kStreamValueNotFound);
+  const auto first_element_attribute = [&](TemplateStream& stream) -> ResultCode {
+    while (stream.Next()) {
+      if (!stream.AtElement()) continue;
+      return stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound;
+    }
+    return kStreamValueNotFound;
+  };
+  return Traced(kSite, RunLookUp(xml, ApplyFileNameRule(path), first_element_attribute));
 }
 
 ResultCode ReadParameterValue(XmlContext& xml, const std::string& path, const std::string& section,
@@ -177,23 +234,23 @@ ResultCode ReadParameterValue(XmlContext& xml, const std::string& path, const st
   }
   value->clear();
   const std::string wanted_section = section.empty() ? "SpareSection" : section;
-  TemplateStream stream;
-  const ResultCode opened = stream.Open(xml, ApplyFileNameRule(path));
-  if (opened != PGSP_OK) return Traced(kSite, opened);
-  while (stream.Next()) {
-    if (!stream.AtElement() || stream.IsEmptyElement() || stream.LocalName() != wanted_section) {
-      continue;
+  const auto parameter_value = [&](TemplateStream& stream) -> ResultCode {
+    while (stream.Next()) {
+      if (!stream.AtElement() || stream.IsEmptyElement() || stream.LocalName() != wanted_section) {
+        continue;
+      }
+      switch (SearchSection(stream, parameter_name, value)) {
+        case Lookup::kFound:
+          return PGSP_OK;
+        case Lookup::kBroken:
+          return kStreamValueNotFound;
+        case Lookup::kNotHere:
+          break;
+      }
     }
-    switch (SearchSection(stream, parameter_name, value)) {
-      case Lookup::kFound:
-        return Traced(kSite, PGSP_OK);
-      case Lookup::kBroken:
-        return Traced(kSite, kStreamValueNotFound);
-      case Lookup::kNotHere:
-        break;
-    }
-  }
-  return Traced(kSite, kStreamValueNotFound);
+    return kStreamValueNotFound;
+  };
+  return Traced(kSite, RunLookUp(xml, ApplyFileNameRule(path), parameter_value));
 }
 
 }  // namespace q9

@@ -111,6 +111,20 @@ TEST_F(StreamingReaderTest, StopsAtTheFirstMatch) {
   EXPECT_EQ(Lookup(head + tail, "", "B"), "<8513>");
 }
 
+TEST_F(StreamingReaderTest, DamageAfterTheValueLosesNothingWhereverPiecesEnd) {
+  // The reader parses 512-byte pieces whole; the padding moves the damage
+  // across their boundaries.
+  for (size_t padding = 0; padding <= 600; ++padding) {
+    const std::string blanks(padding, ' ');
+    EXPECT_EQ(Root("<Dev DeviceID=\"7\">" + blanks + "</x>", "DeviceID"), "7") << padding;
+    EXPECT_EQ(Lookup("<Dev><Ndi><Parameter><Name>hidden</Name><Value>v</Value></Parameter>" +
+                         blanks + "</x>",
+                     "Ndi", "hidden"),
+              "v")
+        << padding;
+  }
+}
+
 TEST_F(StreamingReaderTest, HostileFilesAndBadArguments) {
   const std::string spare =
       "<SpareSection><Parameter><Name>A</Name><Value>v</Value></Parameter></SpareSection>";
