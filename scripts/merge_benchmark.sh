@@ -24,7 +24,7 @@ source scripts/bench_common.sh
 program() {
   Q9_BENCH_DIR="$1" "$bench" --benchmark_filter="$2/$3/" --benchmark_repetitions=3 \
     --benchmark_format=csv 2>/dev/null |
-    awk -F, '/_median"/ { printf "%.3f %d", $3 / 1000, $NF }'
+    awk -F, '/_median"/ { printf "%.3f %d\n", $3 / 1000, $NF }'
 }
 
 printf '%-10s %6s %8s %9s %9s %8s %8s %7s\n' where N floor_s empty_s filled_s emp/flr fil/flr saves
