@@ -52,7 +52,9 @@ class CountingFileSystem : public FileSystem {
   }
   OsError CopyTree(const std::string& f, const std::string& t) override { return base_.CopyTree(f, t); }
   OsError DeleteTree(const std::string& p) override { return base_.DeleteTree(p); }
-  OsError ReadFile(const std::string& p, std::string* c) override { return base_.ReadFile(p, c); }
+  OsError ReadFileAtMost(const std::string& p, uint64_t limit, std::string* c) override {
+    return base_.ReadFileAtMost(p, limit, c);
+  }
   OsError WriteFileAtomic(const std::string& p, std::string_view c) override {
     ++saves;
     return base_.WriteFileAtomic(p, c);

@@ -144,14 +144,19 @@ OsError CachingFileSystem::GetFileInfo(const std::string& path, FileInfo* info) 
   return error;
 }
 
-OsError CachingFileSystem::ReadFile(const std::string& path, std::string* contents) {
+OsError CachingFileSystem::ReadFileAtMost(const std::string& path, uint64_t limit,
+                                          std::string* contents) {
   std::lock_guard lock(mutex_);
   Kept* kept = Find(path);
   if (kept != nullptr && kept->contents) {
+    if (kept->contents->value.size() > limit) {
+      contents->clear();
+      return os_error::kFileTooLarge;
+    }
     *contents = kept->contents->value;
     return kept->contents->error;
   }
-  const OsError error = base_.ReadFile(path, contents);
+  const OsError error = base_.ReadFileAtMost(path, limit, contents);
   if (kept != nullptr && Keepable(error) && contents->size() <= kLargestKeptFile) {
     kept->contents = Answer<std::string>{error, *contents};
     Charge(contents->size());

@@ -40,7 +40,8 @@ class CachingFileSystem final : public FileSystem {
   OsError CopyFile(const std::string& from, const std::string& to, bool overwrite) override;
   OsError CopyTree(const std::string& from, const std::string& to) override;
   OsError DeleteTree(const std::string& path) override;
-  OsError ReadFile(const std::string& path, std::string* contents) override;
+  OsError ReadFileAtMost(const std::string& path, uint64_t limit,
+                         std::string* contents) override;
   OsError WriteFileAtomic(const std::string& path, std::string_view contents) override;
   OsError OpenSequential(const std::string& path, std::unique_ptr<SequentialFile>* file) override;
   OsError OpenWritable(const std::string& path, OpenMode mode,

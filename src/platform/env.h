@@ -123,7 +123,14 @@ class FileSystem {
   // Removes the directory `path` with everything in it.
   [[nodiscard]] virtual OsError DeleteTree(const std::string& path) = 0;
   // Reads a regular file; anything else (folder, pipe, device) gives 5.
-  [[nodiscard]] virtual OsError ReadFile(const std::string& path, std::string* contents) = 0;
+  [[nodiscard]] OsError ReadFile(const std::string& path, std::string* contents) {
+    return ReadFileAtMost(path, UINT64_MAX, contents);
+  }
+  // Reads a regular file of at most `limit` bytes; a larger one gives 223 and
+  // no contents. The read itself stops past the limit, so a file that grows
+  // after its size was looked at costs no more memory than the limit.
+  [[nodiscard]] virtual OsError ReadFileAtMost(const std::string& path, uint64_t limit,
+                                               std::string* contents) = 0;
   // Replaces `path` atomically with `contents` (temporary file, flush, rename).
   [[nodiscard]] virtual OsError WriteFileAtomic(const std::string& path,
                                                 std::string_view contents) = 0;

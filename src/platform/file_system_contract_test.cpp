@@ -102,6 +102,17 @@ TEST_P(FileSystemContractTest, ResolvesComponentsIgnoringCaseInBothDirections) {
   EXPECT_EQ(fs_.GetFileInfo(dir_.Path("none.xml"), &info), 2);
 }
 
+TEST_P(FileSystemContractTest, BoundedReadGivesNothingForAFileOverTheLimit) {
+  const std::string file = dir_.WriteFile("ten.xml", "0123456789");
+  std::string contents = "stale";
+  EXPECT_EQ(fs_.ReadFileAtMost(file, 9, &contents), os_error::kFileTooLarge);
+  EXPECT_EQ(contents, "");
+  ASSERT_EQ(fs_.ReadFileAtMost(file, 10, &contents), 0);
+  EXPECT_EQ(contents, "0123456789");
+  // Once read, a file is no smaller for a tighter limit.
+  EXPECT_EQ(fs_.ReadFileAtMost(file, 9, &contents), os_error::kFileTooLarge);
+}
+
 TEST_P(FileSystemContractTest, CreateDirectoryMakesOneLevelAndMeetsNamesInAnyCase) {
   EXPECT_EQ(fs_.CreateDirectory(dir_.Path("Meta/b")), 3);
   EXPECT_EQ(fs_.CreateDirectory(dir_.Path("Meta")), 0);

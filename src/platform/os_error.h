@@ -25,6 +25,7 @@ inline constexpr OsError kModNotFound = 126;
 inline constexpr OsError kProcNotFound = 127;
 inline constexpr OsError kDirNotEmpty = 145;
 inline constexpr OsError kAlreadyExists = 183;
+inline constexpr OsError kFileTooLarge = 223;
 inline constexpr OsError kFilenameTooLong = 206;
 inline constexpr OsError kNotADirectory = 267;
 inline constexpr OsError kNotSupported = 50;

@@ -90,8 +90,9 @@ OsError TracingFileSystem::DeleteTree(const std::string& path) {
   return Traced(base_.DeleteTree(path));
 }
 
-OsError TracingFileSystem::ReadFile(const std::string& path, std::string* contents) {
-  return Traced(base_.ReadFile(path, contents));
+OsError TracingFileSystem::ReadFileAtMost(const std::string& path, uint64_t limit,
+                                          std::string* contents) {
+  return Traced(base_.ReadFileAtMost(path, limit, contents));
 }
 
 OsError TracingFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {

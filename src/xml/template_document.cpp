@@ -93,17 +93,16 @@ std::string WithCrlf(const std::string& text) {
 ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
                                   TemplateDocument* document, XmlParseFailure* failure) {
   *document = TemplateDocument();
-  // Every load checks the size, so no caller can read a huge file into
-  // memory. The whole size counts here: a file of 4 GiB and more that the
-  // wrapped comparison of CheckFileSize lets through is refused as well.
-  FileInfo info;
-  if (xml.env().files().GetFileInfo(path, &info) == os_error::kSuccess && !info.is_directory &&
-      info.size > kMaxTemplateFileSize) {
+  // Every load is bounded, so no caller can read a huge file into memory. The
+  // whole size counts here: a file of 4 GiB and more that the wrapped
+  // comparison of CheckFileSize lets through is refused as well, and so is
+  // one that grew after that check.
+  std::string bytes;
+  const OsError read = xml.env().files().ReadFileAtMost(path, kMaxTemplateFileSize, &bytes);
+  if (read == os_error::kFileTooLarge) {
     if (failure != nullptr) *failure = {"the file is larger than the size limit", 0};
     return RefuseTooLarge(path);
   }
-  std::string bytes;
-  const OsError read = xml.env().files().ReadFile(path, &bytes);
   if (read != os_error::kSuccess) {
     if (failure != nullptr) {
       *failure = {"cannot read the file (error " + std::to_string(read) + ")", 0};

@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "platform/path.h"
+#include "xml/template_document.h"
 #include "trace/trace.h"
 
 namespace q9 {
@@ -85,7 +86,7 @@ xmlParserInputPtr GuardedEntityLoader(const char* url, const char* /*id*/, xmlPa
     return nullptr;
   }
   std::string bytes;
-  if (t_grant.env->files().ReadFile(path, &bytes) != 0) return nullptr;
+  if (t_grant.env->files().ReadFileAtMost(path, kMaxTemplateFileSize, &bytes) != 0) return nullptr;
   return InputFromBytes(bytes, url, ctxt);
 }
 

@@ -109,10 +109,11 @@ OsError FaultInjectionFileSystem::DeleteTree(const std::string& path) {
   return Apply(Mutate(), [&] { return base_.DeleteTree(path); });
 }
 
-OsError FaultInjectionFileSystem::ReadFile(const std::string& path, std::string* contents) {
+OsError FaultInjectionFileSystem::ReadFileAtMost(const std::string& path, uint64_t limit,
+                                                 std::string* contents) {
   contents->clear();
   reads_.push_back(path);
-  return Apply(Read(), [&] { return base_.ReadFile(path, contents); });
+  return Apply(Read(), [&] { return base_.ReadFileAtMost(path, limit, contents); });
 }
 
 OsError FaultInjectionFileSystem::WriteFileAtomic(const std::string& path,

@@ -530,13 +530,15 @@ OsError OpenForReading(PosixFileSystem& files, FailureNotes& notes, const std::s
 
 }  // namespace
 
-OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents) {
+OsError PosixFileSystem::ReadFileAtMost(const std::string& path, uint64_t limit,
+                                        std::string* contents) {
   contents->clear();
   std::string real;
   ScopedFd fd;
   struct stat st;
   const OsError error = OpenForReading(*this, *notes_, path, &real, &fd, &st);
   if (error != os_error::kSuccess) return error;
+  if (static_cast<uint64_t>(st.st_size) > limit) return os_error::kFileTooLarge;
   contents->reserve(static_cast<size_t>(st.st_size));
   char buffer[64 * 1024];
   for (;;) {
@@ -548,6 +550,11 @@ OsError PosixFileSystem::ReadFile(const std::string& path, std::string* contents
     }
     if (n == 0) break;
     contents->append(buffer, static_cast<size_t>(n));
+    if (contents->size() > limit) {
+      contents->clear();
+      contents->shrink_to_fit();
+      return os_error::kFileTooLarge;
+    }
   }
   return os_error::kSuccess;
 }

@@ -152,6 +152,14 @@ TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
   EXPECT_FALSE(testing::PathExists(dir_.Path("copy.xml")));
 }
 
+// /proc files say they are empty and then give more, as a file growing after
+// its size was taken does: the bound must hold while reading, not only before.
+TEST_F(PosixFileSystemTest, BoundedReadStopsAtTheLimitWhenTheFileGivesMoreThanItsSize) {
+  std::string contents;
+  EXPECT_EQ(fs_.ReadFileAtMost("/proc/self/status", 16, &contents), os_error::kFileTooLarge);
+  EXPECT_EQ(contents, "");
+}
+
 TEST_F(PosixFileSystemTest, LongestLegalNamesCanBeCopiedAndSaved) {
   const std::string name = std::string(251, 'n') + ".xml";  // 255 bytes
   const std::string from = dir_.WriteFile("from.xml", "x");
