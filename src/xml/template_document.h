@@ -11,9 +11,6 @@
 
 namespace q9 {
 
-// Largest template file, in bytes; compared with the low 32 bits of the size.
-inline constexpr uint64_t kMaxTemplateFileSize = 10'000'000;
-
 // A template file in memory. It remembers how the file began (XML declaration
 // or not, UTF-8 byte-order mark, CRLF line ends) so that Save writes back the
 // same bytes for the parts nobody changed. Not copyable. A caller that holds

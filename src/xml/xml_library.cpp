@@ -11,7 +11,6 @@
 #include <mutex>
 
 #include "platform/path.h"
-#include "xml/template_document.h"
 #include "trace/trace.h"
 
 namespace q9 {
@@ -86,7 +85,9 @@ xmlParserInputPtr GuardedEntityLoader(const char* url, const char* /*id*/, xmlPa
     return nullptr;
   }
   std::string bytes;
-  if (t_grant.env->files().ReadFileAtMost(path, kMaxTemplateFileSize, &bytes) != 0) return nullptr;
+  if (t_grant.env->files().ReadFileAtMost(path, kMaxTemplateFileSize, &bytes) != 0) {
+    return nullptr;
+  }
   return InputFromBytes(bytes, url, ctxt);
 }
 

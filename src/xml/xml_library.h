@@ -2,6 +2,7 @@
 // document: from memory, without network, without DTDs, without entities.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,10 @@
 #include "xml/xml_handles.h"
 
 namespace q9 {
+
+// Largest template or schema file read, in bytes; CheckFileSize compares it
+// with the low 32 bits of the size.
+inline constexpr uint64_t kMaxTemplateFileSize = 10'000'000;
 
 // Initialises the parser and the schema types and installs an external-entity
 // loader that refuses every resource, except files directly inside the schema
