@@ -1,6 +1,6 @@
-// A FileSystem that wraps another one and fails or drops its mutating
-// operations from a chosen point on, so tests can show what a run leaves
-// behind when the disk fills up or the process dies half-way.
+// A FileSystem that wraps another one, records what it was asked to read and
+// fails every call from a chosen mutating operation on, so tests can show
+// what a run does when the disk breaks.
 #pragma once
 
 #include <atomic>
@@ -14,9 +14,8 @@
 namespace q9::testing {
 
 // Mutating operations are SetReadOnly, CreateDirectory, DeleteFile, CopyFile,
-// CopyTree, DeleteTree, WriteFileAtomic, OpenWritable and each Append to a
-// file it opened. They are numbered from 1 in call order, whether they
-// succeed or not. Files it returns must not outlive it. Operations may run on
+// CopyTree, DeleteTree, WriteFileAtomic and OpenWritable. They are numbered
+// from 1 in call order, whether they succeed or not. Operations may run on
 // several threads (a trace writer, say); set the fault before they start.
 class FaultInjectionFileSystem final : public FileSystem {
  public:
@@ -25,13 +24,8 @@ class FaultInjectionFileSystem final : public FileSystem {
   // From mutating operation number `n` on, every operation, reads included,
   // returns `error` without reaching the wrapped file system.
   void FailFrom(uint64_t n, OsError error);
-  // From mutating operation number `n` on, mutating operations return 0 and
-  // do nothing, as if the process had died there; reads go on.
-  void CrashFrom(uint64_t n);
   // How many mutating operations were asked for so far.
   uint64_t mutating_operations() const { return count_; }
-  // True once a fault has taken effect.
-  bool fault_fired() const { return fired_; }
   // The paths it was asked to read, whole or piece by piece, in order.
   const std::vector<std::string>& reads() const { return reads_; }
 
@@ -54,24 +48,18 @@ class FaultInjectionFileSystem final : public FileSystem {
   std::vector<FailureNote> TakeFailureNotes() override { return base_.TakeFailureNotes(); }
 
  private:
-  friend class FaultInjectionWritableFile;
-  enum class Mode { kNone, kFail, kCrash };
-  enum class Verdict { kForward, kFail, kDrop };
-
-  // Counts one mutating operation and says what to do with it.
-  Verdict Mutate();
-  // What to do with an operation that changes nothing.
-  Verdict Read();
-  // Runs `operation` unless the verdict says otherwise.
+  // Counts one mutating operation and runs it unless the fault has begun.
   template <typename Operation>
-  OsError Apply(Verdict verdict, Operation operation);
+  OsError Mutate(Operation operation);
+  // Runs an operation that changes nothing unless the fault has begun.
+  template <typename Operation>
+  OsError Read(Operation operation);
 
   FileSystem& base_;
-  Mode mode_ = Mode::kNone;
+  bool failing_ = false;
   uint64_t fault_from_ = 0;
   OsError error_ = 0;
   std::atomic<uint64_t> count_{0};
-  std::atomic<bool> fired_{false};
   std::vector<std::string> reads_;
 };
 
