@@ -62,10 +62,6 @@ class ImportUpdateTest : public ::testing::Test {
     return std::regex_search(text, match, parameter) ? match[1].str() : "<none>";
   }
 
-  bool NoBackups() const {
-    return !fs::exists(Path("meta(backup)")) && !fs::exists(Path("LogDevices(backup)"));
-  }
-
   void Import() {
     ASSERT_EQ(runner_.Run({"-i"}), 0) << runner_.LogBody();
   }
@@ -107,7 +103,7 @@ TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSet) {
   for (const auto& [name, value] : user_values) EXPECT_EQ(Value(device, name), value) << name;
   EXPECT_EQ(Read("data/LogDevices/KB-USB.KBUS.xml"), kbus);
   EXPECT_EQ(FilesIn("data/LogDevices"), kLogDevices);
-  EXPECT_TRUE(NoBackups());
+  EXPECT_FALSE(fs::exists(Path("meta(backup)")) || fs::exists(Path("LogDevices(backup)")));
   for (const char* h1 : {"meta/DefaultLogDevices/Automation-OnlineAccess-LDT-CL1613.H1.xml",
                          "data/LogDevices/CL1613.H1.xml"}) {
     EXPECT_EQ(Occurrences(Read(h1), "SubdevName=\"PNIO\""), 1u) << h1;
@@ -152,10 +148,7 @@ TEST_F(ImportUpdateTest, ImportFailuresLeaveTheStoreAsTheyFoundIt) {
     const auto meta = Snapshot(Path("meta"));
     EXPECT_EQ(runner_.Run({"i"}), c.exit_status);
     EXPECT_EQ(Snapshot(Path("data")), data);
-    EXPECT_EQ(fs::exists(Path("meta")), !c.meta_removed);
-    if (!c.meta_removed) {
-      EXPECT_EQ(Snapshot(Path("meta")), meta);
-    }
+    EXPECT_EQ(Snapshot(Path("meta")), c.meta_removed ? decltype(meta){} : meta);
     EXPECT_TRUE(runner_.LogBody().ends_with(c.ending)) << runner_.LogBody();
   }
 }
@@ -236,13 +229,11 @@ TEST_F(ImportUpdateTest, EachUpdateFailureRestoresWhatItMust) {
     c.prepare(*this);
     const auto meta = Snapshot(Path("meta"));
     const auto devices = Snapshot(Path("data/LogDevices"));
-    const std::string devices_file = Read("data/LogDevices");
     EXPECT_EQ(runner_.Run({"-up"}), c.exit_status);
     if (c.meta_kept) {
       EXPECT_EQ(Snapshot(Path("meta")), meta);
     }
     EXPECT_EQ(Snapshot(Path("data/LogDevices")), devices);
-    EXPECT_EQ(Read("data/LogDevices"), devices_file);
     EXPECT_FALSE(fs::is_directory(Path("meta(backup)")));
     EXPECT_FALSE(fs::exists(Path("LogDevices(backup)")));
     EXPECT_TRUE(runner_.LogBody().ends_with(c.ending)) << runner_.LogBody();

@@ -13,17 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Contents and permission bits of every file and folder below `root`.
-std::map<std::string, std::string> Snapshot(const std::string& root) {
-  std::map<std::string, std::string> state;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
-    const std::string perms = std::to_string(static_cast<int>(entry.status().permissions()));
-    const std::string contents = entry.is_regular_file() ? ReadText(entry.path()) : "<folder>";
-    state[fs::relative(entry.path(), root).string()] = perms + " " + contents;
-  }
-  return state;
-}
-
 // Makes every file below `root` read-only, as a package might leave them.
 void MakeFilesReadOnly(const std::string& root) {
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {

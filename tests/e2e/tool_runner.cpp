@@ -87,14 +87,19 @@ std::string ToolRunner::UseSampleStore() {
 }
 
 std::map<std::string, std::string> Snapshot(const std::string& root) {
-  std::map<std::string, std::string> files;
-  if (!std::filesystem::is_directory(root)) return files;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
-    if (entry.is_regular_file()) {
-      files[std::filesystem::relative(entry.path(), root).string()] = ReadText(entry.path());
-    }
+  namespace fs = std::filesystem;
+  std::map<std::string, std::string> state;
+  const auto describe = [](const fs::path& path) {
+    const std::string perms = std::to_string(static_cast<int>(fs::status(path).permissions()));
+    return perms + " " + (fs::is_regular_file(path) ? ReadText(path) : "<folder>");
+  };
+  if (!fs::exists(root)) return state;
+  state["."] = describe(root);
+  if (!fs::is_directory(root)) return state;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
+    state[fs::relative(entry.path(), root).string()] = describe(entry.path());
   }
-  return files;
+  return state;
 }
 
 std::string ToolRunner::StandardError() const { return ReadText(dir_.Path("stderr.txt")); }
