@@ -35,6 +35,7 @@ class CountingFileSystem : public FileSystem {
   explicit CountingFileSystem(FileSystem& base) : base_(base) {}
   int saves = 0;
 
+  void LookUpNamesIn(FolderNames* names) override { base_.LookUpNamesIn(names); }
   OsError ListDirectory(const std::string& d, std::vector<DirEntry>* e) override {
     return base_.ListDirectory(d, e);
   }

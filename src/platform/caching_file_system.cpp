@@ -65,6 +65,23 @@ std::optional<std::string> FoldedKey(std::string_view path) {
   return key;
 }
 
+std::vector<DirEntry>::const_iterator InsertionPoint(const std::vector<DirEntry>& entries,
+                                                     std::string_view name) {
+  return std::lower_bound(entries.begin(), entries.end(), name,
+                          [](const DirEntry& entry, std::string_view wanted) {
+                            return StoreOrderLess(entry.name, wanted);
+                          });
+}
+
+// The first entry of a listing whose name equals `name` ignoring ASCII case,
+// or the end. Such names stand together, around where `name` would go.
+std::vector<DirEntry>::const_iterator FirstEqualIgnoringCase(const std::vector<DirEntry>& entries,
+                                                             std::string_view name) {
+  auto at = InsertionPoint(entries, name);
+  while (at != entries.begin() && EqualsIgnoreCase((at - 1)->name, name)) --at;
+  return at != entries.end() && EqualsIgnoreCase(at->name, name) ? at : entries.end();
+}
+
 uint64_t Size(const std::vector<DirEntry>& entries) {
   uint64_t size = 0;
   for (const DirEntry& entry : entries) size += sizeof entry + entry.name.size();
@@ -278,18 +295,9 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
     kept.info.reset();  // the folder's time moved
     if (!kept.listing || kept.listing->error != os_error::kSuccess) continue;
     const std::vector<DirEntry>& entries = *kept.listing->value;
-    // Names that equal ignoring case stand together in a listing, next to
-    // where the name itself would go. The file systems below write to such
-    // an entry when there is one, so then the names stay as they are.
-    const auto at = std::lower_bound(entries.begin(), entries.end(), name,
-                                     [](const DirEntry& entry, std::string_view wanted) {
-                                       return StoreOrderLess(entry.name, wanted);
-                                     });
-    const auto before = at == entries.begin() ? at : at - 1;
-    if ((at != entries.end() && EqualsIgnoreCase(at->name, name)) ||
-        (before != at && EqualsIgnoreCase(before->name, name))) {
-      continue;
-    }
+    // The file systems below write to an entry that equals the name ignoring
+    // case when there is one, so then the names stay as they are.
+    if (FirstEqualIgnoringCase(entries, name) != entries.end()) continue;
     if (error != os_error::kSuccess) {
       kept.listing.reset();  // a failed write may still have left a file
       continue;
@@ -297,6 +305,7 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
     // Listings are shared read-only, so the new one is a copy.
     auto listing = std::make_shared<std::vector<DirEntry>>();
     listing->reserve(entries.size() + 1);
+    const auto at = InsertionPoint(entries, name);
     listing->insert(listing->end(), entries.begin(), at);
     listing->push_back(DirEntry{std::string(name), false, false});
     listing->insert(listing->end(), at, entries.end());
@@ -304,6 +313,40 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
     Charge(sizeof(DirEntry) + name.size());
     if (kept_.empty()) return;  // over the budget: everything went
   }
+}
+
+bool CachingFileSystem::FindIgnoringCase(const std::string& folder, std::string_view name,
+                                         std::string* match) {
+  std::lock_guard lock(mutex_);
+  const std::optional<std::string> key = FoldedKey(folder);
+  if (!key) return false;
+  // The folder is listed and kept when it was not, so that the next name
+  // looked up in it costs no search either. A read that holds an entry
+  // while the file system below calls this holds one for a path inside
+  // `folder`, which sits under a longer key, so nothing added here moves it;
+  // and the budget is enforced by the next call, not here, for the same
+  // reason.
+  const auto spelled = [&](const Kept& kept) { return kept.spelling == folder; };
+  Bucket* bucket = &kept_[*key];
+  if (std::none_of(bucket->begin(), bucket->end(), spelled)) {
+    bucket->push_back(Kept{folder, {}, {}, {}});
+    charged_ += sizeof(Kept) + key->size() + folder.size();
+  }
+  Kept* kept = &*std::find_if(bucket->begin(), bucket->end(), spelled);
+  if (!kept->listing) {
+    auto listing = std::make_shared<std::vector<DirEntry>>();
+    const OsError error = base_.ListDirectory(folder, listing.get());
+    if (!Keepable(error)) return false;
+    bucket = &kept_[*key];
+    kept = &*std::find_if(bucket->begin(), bucket->end(), spelled);
+    charged_ += Size(*listing);
+    kept->listing = Answer<std::shared_ptr<const std::vector<DirEntry>>>{error, std::move(listing)};
+  }
+  if (kept->listing->error != os_error::kSuccess) return false;
+  const std::vector<DirEntry>& entries = *kept->listing->value;
+  const auto first = FirstEqualIgnoringCase(entries, name);
+  *match = first == entries.end() ? std::string() : first->name;
+  return true;
 }
 
 CachingFileSystem::Kept* CachingFileSystem::Find(const std::string& path) {

@@ -19,8 +19,10 @@ namespace q9 {
 // Every answer equals what the wrapped file system would give at that moment,
 // provided nothing but this object changes the files (call DiscardCache after
 // code that writes behind its back). Files it returns must not outlive it.
-// Safe to use from several threads.
-class CachingFileSystem final : public FileSystem {
+// Safe to use from several threads. The wrapped file system looks names up
+// in the listings kept here while this object lives, so a name that is new
+// to a listed folder is not searched for on the disk.
+class CachingFileSystem final : public FileSystem, private FolderNames {
  public:
   // Bytes of larger files are not kept (the template size limit).
   static constexpr uint64_t kLargestKeptFile = 10'000'000;
@@ -28,7 +30,12 @@ class CachingFileSystem final : public FileSystem {
   static constexpr uint64_t kDefaultBudget = 256ull << 20;
 
   explicit CachingFileSystem(FileSystem& base, uint64_t budget = kDefaultBudget)
-      : base_(base), budget_(budget) {}
+      : base_(base), budget_(budget) {
+    base_.LookUpNamesIn(this);
+  }
+  ~CachingFileSystem() override { base_.LookUpNamesIn(nullptr); }
+  CachingFileSystem(const CachingFileSystem&) = delete;
+  CachingFileSystem& operator=(const CachingFileSystem&) = delete;
 
   OsError ListDirectory(const std::string& dir, std::vector<DirEntry>* entries) override;
   OsError ListDirectoryShared(const std::string& dir,
@@ -84,13 +91,19 @@ class CachingFileSystem final : public FileSystem {
   // The entry kept for `path`, created when missing; nullptr when the path
   // is one the cache does not keep. Valid until the next Find or Charge.
   Kept* Find(const std::string& path);
+  // Answers from the listing kept under exactly the spelling `folder`,
+  // listing the folder first when none is kept.
+  bool FindIgnoringCase(const std::string& folder, std::string_view name,
+                        std::string* match) override;
   // Counts `bytes` against the budget; over it, everything goes.
   void Charge(uint64_t bytes);
   void DropAllLocked();
 
   FileSystem& base_;
   const uint64_t budget_;
-  std::mutex mutex_;
+  // Recursive: a read holds it across the call below, which may ask
+  // FindIgnoringCase.
+  std::recursive_mutex mutex_;
   // Keyed by the path folded to ASCII upper case: every spelling that can
   // name one entry shares a key, and a folder's subtree is one key range.
   std::map<std::string, Bucket> kept_;

@@ -14,6 +14,7 @@ namespace q9 {
 namespace {
 
 using testing::FaultInjectionFileSystem;
+using testing::ReadText;
 using testing::TempDir;
 
 // Everything a reader can learn about `path`, as one comparable text.
@@ -92,6 +93,29 @@ TEST(CachingFileSystemTest, EveryChangeThroughItIsSeenByTheNextListingInfoAndRea
           << "after " << change.what << ", at " << probe;
     }
   }
+}
+
+// The file system below looks names up in the listings kept here, so a
+// listing must answer for the folder spelled exactly so, with the first of
+// several names that equal ignoring case, as a search of the folder would.
+TEST(CachingFileSystemTest, NamesAreLookedUpAsInTheFolderItself) {
+  TempDir dir;
+  dir.WriteFile("STORE/Name.xml", "other folder");
+  dir.WriteFile("Store/A.xml", "first");
+  dir.WriteFile("Store/a.xml", "second");
+  PosixFileSystem real;
+  CachingFileSystem cache(real);
+  std::vector<DirEntry> entries;
+  ASSERT_EQ(cache.ListDirectory(dir.Path("STORE"), &entries), 0);
+  ASSERT_EQ(cache.ListDirectory(dir.Path("Store"), &entries), 0);
+
+  ASSERT_EQ(cache.WriteFileAtomic(dir.Path("Store/NAME.XML"), "new"), 0);
+  ASSERT_EQ(cache.WriteFileAtomic(dir.Path("Store/a.XML"), "replaced"), 0);
+  ASSERT_EQ(real.ListDirectory(dir.Path("Store"), &entries), 0);
+  std::vector<std::string> names;
+  for (const DirEntry& entry : entries) names.push_back(entry.name);
+  EXPECT_EQ(names, (std::vector<std::string>{"A.xml", "a.xml", "NAME.XML"}));
+  EXPECT_EQ(ReadText(dir.Path("Store/A.xml")), "replaced");
 }
 
 class CachingFileSystemKeepsTest : public ::testing::Test {

@@ -80,6 +80,18 @@ class MemorySequentialFile final : public SequentialFile {
   size_t offset_ = 0;
 };
 
+// What a wrapper that keeps folder listings knows of a folder's entries,
+// offered to the file system below it (FileSystem::LookUpNamesIn).
+class FolderNames {
+ public:
+  virtual ~FolderNames() = default;
+  // True when the entries of the folder spelled exactly `folder` are known:
+  // then `*match` is the first of them in listing order whose name equals
+  // `name` ignoring ASCII case, or empty when none does. False otherwise.
+  virtual bool FindIgnoringCase(const std::string& folder, std::string_view name,
+                                std::string* match) = 0;
+};
+
 // Paths are UTF-8 and use the native separator. Implementations for a
 // case-sensitive file system resolve a path component that does not exist as
 // spelled to an existing entry that equals it ignoring ASCII case, so the
@@ -150,6 +162,13 @@ class FileSystem {
   // code outside the program (the board-control library) may have changed
   // files. Implementations that keep nothing ignore it.
   virtual void DiscardCache() {}
+  // A file system that resolves names ignoring case by searching folders
+  // asks `names` first, and searches only the folders it does not know;
+  // nullptr stops that. The answers must be what a listing would give at
+  // that moment, so `names` must see every change made through this object.
+  // Others ignore it; a wrapper in between passes it on when it changes
+  // nothing behind the back of `names`.
+  virtual void LookUpNamesIn(FolderNames* /*names*/) {}
   // Makes `roots` the folders below which no symbolic link is followed, by
   // any call: a link there is handled as the link itself (listed as a link,
   // deleted or copied as a link) and reading, writing or listing through it

@@ -90,7 +90,8 @@ TEST_P(FileSystemContractTest, ResolvesComponentsIgnoringCaseInBothDirections) {
   ASSERT_EQ(fs_.GetFileInfo(dir_.Path("INSTALL"), &info), 0);
   EXPECT_TRUE(info.is_directory);
 
-  dir_.MakeDir("meta/DefaultLogdevices");
+  ASSERT_EQ(fs_.CreateDirectory(dir_.Path("meta")), 0);
+  ASSERT_EQ(fs_.CreateDirectory(dir_.Path("meta/DefaultLogdevices")), 0);
   ASSERT_EQ(fs_.ListDirectory(dir_.Path("meta/DefaultLogDevices"), &entries), 0);
   EXPECT_TRUE(entries.empty());
 

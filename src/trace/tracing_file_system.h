@@ -33,6 +33,7 @@ class TracingFileSystem final : public FileSystem {
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
   void DiscardCache() override { base_.DiscardCache(); }
+  void LookUpNamesIn(FolderNames* names) override { base_.LookUpNamesIn(names); }
   void ConfineLinksBelow(std::vector<std::string> roots) override {
     base_.ConfineLinksBelow(std::move(roots));
   }

@@ -292,10 +292,12 @@ OsError PosixFileSystem::ResolveConfined(const std::string& path, LastComponent 
 }
 
 // Every new file's name is looked for this way, so the folder is scanned
-// rather than listed and sorted: of several matches the first in store
-// order wins, as in a listing.
+// rather than listed and sorted (unless a wrapper knows its entries): of
+// several matches the first in store order wins, as in a listing.
 bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::string& name,
                                        std::string* match) {
+  FolderNames* names = names_.load();
+  if (names != nullptr && names->FindIgnoringCase(folder, name, match)) return !match->empty();
   ScopedDir handle(::opendir(folder.empty() ? "." : folder.c_str()));
   if (!handle) return false;
   bool found = false;

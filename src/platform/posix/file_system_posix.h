@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <memory>
 
 #include "platform/env.h"
@@ -28,6 +29,7 @@ class PosixFileSystem final : public FileSystem {
   OsError OpenWritable(const std::string& path, OpenMode mode,
                        std::unique_ptr<WritableFile>* file) override;
   void ConfineLinksBelow(std::vector<std::string> roots) override;
+  void LookUpNamesIn(FolderNames* names) override { names_.store(names); }
   std::vector<FailureNote> TakeFailureNotes() override { return notes_->Take(); }
 
   // `path` as it exists on disk: each component that does not exist as
@@ -57,6 +59,8 @@ class PosixFileSystem final : public FileSystem {
 
   // Resolved, without a trailing separator (but "/" for the file-system root).
   std::vector<std::string> confined_roots_;
+  // Asked before a folder is searched; may be null.
+  std::atomic<FolderNames*> names_ = nullptr;
   // Shared with the files this object opens.
   std::shared_ptr<FailureNotes> notes_ = std::make_shared<FailureNotes>();
 };
