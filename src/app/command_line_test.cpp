@@ -12,59 +12,42 @@ CommandLine Parse(std::vector<const char*> args) {
   return ParseCommandLine(static_cast<int>(args.size()), args.data());
 }
 
-TEST(CommandLineTest, NoArgumentsDefaultsToUpdateWithEmptyValues) {
-  const CommandLine line = Parse({});
-  EXPECT_EQ(line.argument_count, 0);
-  EXPECT_EQ(line.mode, "-up");
-  EXPECT_TRUE(line.mode_defaulted);
-  EXPECT_EQ(line.program_files, "");
-  EXPECT_EQ(line.program_data, "");
-  EXPECT_EQ(line.export_name, "");
+// "count mode files|data|export", the mode marked "*" when it was defaulted.
+std::string Describe(const CommandLine& line) {
+  return std::to_string(line.argument_count) + " " + line.mode + (line.mode_defaulted ? "*" : "") +
+         " " + line.program_files + "|" + line.program_data + "|" + line.export_name;
 }
 
-TEST(CommandLineTest, KeywordsAreExactAndCaseSensitive) {
-  EXPECT_EQ(Parse({"UP"}).mode, "-up");
-  EXPECT_TRUE(Parse({"UP"}).mode_defaulted);
-  EXPECT_EQ(Parse({"-I"}).mode, "-up");
-  EXPECT_EQ(Parse({"-i=x"}).mode, "-up");
-  EXPECT_EQ(Parse({"u"}).mode, "u");
-  EXPECT_FALSE(Parse({"u"}).mode_defaulted);
-  EXPECT_EQ(Parse({"x", "y", "-i"}).mode, "-i");
-  // The first keyword wins.
-  EXPECT_EQ(Parse({"e", "-u"}).mode, "e");
-}
-
-TEST(CommandLineTest, ArgumentsPastTheFourthAreCountedButNeverRead) {
-  const CommandLine line = Parse({"a", "b", "c", "d", "-u", "t=/x"});
-  EXPECT_EQ(line.argument_count, 6);
-  EXPECT_EQ(line.arguments[3], "d");
-  EXPECT_EQ(line.mode, "-up");
-  EXPECT_EQ(line.program_files, "");
-}
-
-TEST(CommandLineTest, ValuesKeepTheirLeadingEqualsSign) {
-  const CommandLine line = Parse({"-i", "t=/opt/store", "-d=/var/data=2"});
-  EXPECT_EQ(line.program_files, "=/opt/store");
-  EXPECT_EQ(line.program_data, "=/var/data=2");
-  EXPECT_EQ(line.keys[1], "t");
-  EXPECT_EQ(line.keys[2], "-d");
-  EXPECT_EQ(line.keys[0], "");
-}
-
-TEST(CommandLineTest, FirstMatchingKeyWinsAndOtherKeysAreIgnored) {
-  const CommandLine line = Parse({"--t=/a", "t=/b", "-t=/c", "T=/d"});
-  EXPECT_EQ(line.program_files, "=/b");
-}
-
-TEST(CommandLineTest, ExportValueIsReadOnlyInExportModes) {
-  EXPECT_EQ(Parse({"-e", "-e=Boards.xml"}).export_name, "=Boards.xml");
-  EXPECT_EQ(Parse({"e", "e=x"}).export_name, "=x");
-  EXPECT_EQ(Parse({"-i", "-e=Boards.xml"}).export_name, "");
-  // A lone key/value argument is no mode keyword: Update runs.
-  const CommandLine lone = Parse({"-e=Boards.xml"});
-  EXPECT_EQ(lone.mode, "-up");
-  EXPECT_EQ(lone.export_name, "");
-  EXPECT_EQ(Parse({"-e"}).export_name, "");
+TEST(CommandLineTest, ModeAndValuesAsTheArgumentsGiveThem) {
+  const struct {
+    std::vector<const char*> args;
+    const char* parsed;
+  } cases[] = {
+      {{}, "0 -up* ||"},
+      // Keywords are exact and case-sensitive; the first one wins.
+      {{"UP"}, "1 -up* ||"},
+      {{"-I"}, "1 -up* ||"},
+      {{"-i=x"}, "1 -up* ||"},
+      {{"u"}, "1 u ||"},
+      {{"x", "y", "-i"}, "3 -i ||"},
+      {{"e", "-u"}, "2 e ||"},
+      // Arguments past the fourth are counted but never read.
+      {{"a", "b", "c", "d", "-u", "t=/x"}, "6 -up* ||"},
+      // Values keep their leading '='; the first matching key wins.
+      {{"-i", "t=/opt/store", "-d=/var/data=2"}, "3 -i =/opt/store|=/var/data=2|"},
+      {{"--t=/a", "+t=/z", "T=/d", "t=/b"}, "4 -up* =/b||"},
+      // The export value is read in the export modes only; a lone key/value
+      // argument is no mode keyword.
+      {{"-e", "-e=Boards.xml"}, "2 -e ||=Boards.xml"},
+      {{"e", "e=x"}, "2 e ||=x"},
+      {{"-i", "-e=Boards.xml"}, "2 -i ||"},
+      {{"-e=Boards.xml"}, "1 -up* ||"},
+      {{"-e"}, "1 -e ||"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Describe(Parse(c.args)), c.parsed) << (c.args.empty() ? "" : c.args[0]);
+  }
+  EXPECT_EQ(Parse({"a", "b", "c", "d", "e"}).arguments[3], "d");
 }
 
 }  // namespace

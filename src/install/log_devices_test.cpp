@@ -18,16 +18,6 @@ using testing::TestEnv;
 int32_t ReturnsZero() { return 0; }
 int32_t ReturnsSeventeen() { return 17; }
 
-// Counts the loads, so a test sees the library is loaded once per run.
-class CountingLibraries : public testing::FakeLibraries {
- public:
-  OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override {
-    ++loads;
-    return FakeLibraries::Load(path, library);
-  }
-  int loads = 0;
-};
-
 constexpr char kTcpTemplate[] =
     "<LogDevice xmlns=\"urn:ld\" DeviceID=\"ETH\" CP_TYPE=\"TCPIP\">"
     "<DeviceHeader><Parameter><Name>DeviceName</Name><Value>Loomnet.TCPIP</Value></Parameter>"
@@ -36,10 +26,7 @@ constexpr char kTcpTemplate[] =
 
 class LogDevicesTest : public ::testing::Test {
  protected:
-  LogDevicesTest()
-      : env_(test_.env.files(), test_.registry, test_.folders, libraries_, test_.shared,
-             test_.clock, test_.process),
-        log_(env_, std::make_unique<StringFile>(&log_text_)) {
+  LogDevicesTest() : log_(env_, std::make_unique<StringFile>(&log_text_)) {
     dir_.MakeDir("data/data");
     dir_.MakeDir("files/meta/DefaultLogDevices");
     log_text_.clear();  // the log's dated first line
@@ -68,8 +55,8 @@ class LogDevicesTest : public ::testing::Test {
 
   TempDir dir_;
   TestEnv test_;
-  CountingLibraries libraries_;
-  Env env_;
+  testing::FakeLibraries& libraries_ = test_.libraries;
+  Env& env_ = test_.env;
   std::string log_text_;
   InstallLog log_;
   std::unique_ptr<Installer> installer_;

@@ -81,6 +81,7 @@ bool FakeRegistry::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKe
 
 OsError FakeLibraries::Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) {
   loaded_path = path;
+  ++loads;
   if (symbols.empty()) return os_error::kModNotFound;
   *library = std::make_unique<FakeLibrary>(symbols);
   return os_error::kSuccess;

@@ -74,6 +74,7 @@ class FakeLibraries : public DynamicLibraries {
  public:
   std::map<std::string, void*> symbols;
   std::string loaded_path;
+  int loads = 0;
 
   OsError Load(const std::string& path, std::unique_ptr<DynamicLibrary>* library) override;
 };
