@@ -194,21 +194,23 @@ TEST_F(TemplateDocumentTest, CreatedNodesSaveAndRereadInTheChosenNamespace) {
   EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Parameter", "dev").second,
             "<Root xmlns=\"" + dev + "\" xmlns:b=\"" + NamespaceForPrefix("brd") +
                 "\"><Parameter/></Root>\n");
-  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Parameter", "pro").first,
-            NamespaceForPrefix("pro"));
-  const auto prefixed = RoundTrip(xml_, path, kElementNode, "b:Board", "brd");
-  EXPECT_EQ(prefixed.first, NamespaceForPrefix("brd"));
-  EXPECT_NE(prefixed.second.find("<b:Board/>"), std::string::npos);
-  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "p:Thing", "pgsp").first,
-            NamespaceForPrefix("pgsp"));
-  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Plain", "unknown").first, "");
-  EXPECT_EQ(RoundTrip(xml_, path, kElementNode, "Based", "x").first, TemplateNamespaceBase());
-  EXPECT_EQ(RoundTrip(xml_, path, kCommentNode, nullptr, "dev").first, "");
-
-  for (const char* refused : {"two words", "p:Thing", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(RoundTrip(xml_, path, kElementNode, refused, "unknown").first, "<no node>");
+  EXPECT_NE(RoundTrip(xml_, path, kElementNode, "b:Board", "brd").second.find("<b:Board/>"),
+            std::string::npos);
+  const std::tuple<int32_t, const char*, const char*, std::string> cases[] = {
+      {kElementNode, "Parameter", "pro", NamespaceForPrefix("pro")},
+      {kElementNode, "b:Board", "brd", NamespaceForPrefix("brd")},
+      {kElementNode, "p:Thing", "pgsp", NamespaceForPrefix("pgsp")},
+      {kElementNode, "Plain", "unknown", ""},
+      {kElementNode, "Based", "x", TemplateNamespaceBase()},
+      {kCommentNode, nullptr, "dev", ""},
+      {kElementNode, "two words", "unknown", "<no node>"},
+      {kElementNode, "p:Thing", "unknown", "<no node>"},
+      {kElementNode, nullptr, "unknown", "<no node>"},
+      {2, "attribute", "dev", "<no node>"},
+  };
+  for (const auto& [type, name, prefix, ns] : cases) {
+    EXPECT_EQ(RoundTrip(xml_, path, type, name, prefix).first, ns) << (name ? name : "") << prefix;
   }
-  EXPECT_EQ(RoundTrip(xml_, path, 2, "attribute", "dev").first, "<no node>");
   EXPECT_EQ(CreateTemplateNode(kElementNode, "A", "dev", nullptr), nullptr);
 }
 
