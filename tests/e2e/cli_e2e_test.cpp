@@ -53,8 +53,10 @@ TEST_F(CliTest, RootsComeFromTheRegistryFileElseFromTheCommonFolders) {
   EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + data_));
   runner_.WriteRegistry(std::string(70000, '['));
   EXPECT_EQ(runner_.Run({"-u"}), 0);
-  EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + runner_.DefaultFilesRoot())) << runner_.Log();
-  EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + runner_.DefaultDataRoot()));
+  const std::string roots = "/Kestrel/Automation/Corvane OAM";
+  EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + runner_.dir().Path("opt") + roots))
+      << runner_.Log();
+  EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + runner_.dir().Path("var-opt") + roots));
 }
 
 }  // namespace

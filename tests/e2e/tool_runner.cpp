@@ -17,32 +17,16 @@ ToolRunner::ToolRunner() {
   environment_["Q9_COMMON_FILES"] = dir_.MakeDir("opt");
 }
 
-std::string ToolRunner::DefaultFilesRoot() const {
-  return dir_.Path("opt/Kestrel/Automation/Corvane OAM");
-}
-
-std::string ToolRunner::DefaultDataRoot() const {
-  return dir_.Path("var-opt/Kestrel/Automation/Corvane OAM");
-}
-
 void ToolRunner::WriteRegistry(const std::string& contents) {
   dir_.WriteFile("registry.reg", contents);
 }
 
 void ToolRunner::WriteStoreRegistry(const std::string& files, const std::string& data) {
-  // .reg strings escape backslashes and quotes; POSIX paths rarely hold them.
-  const auto quote = [](const std::string& text) {
-    std::string quoted;
-    for (char c : text) {
-      if (c == '\\' || c == '"') quoted += '\\';
-      quoted += c;
-    }
-    return quoted;
-  };
+  // Test paths hold neither the backslashes nor the quotes that .reg strings escape.
   std::string reg = "Windows Registry Editor Version 5.00\r\n\r\n"
                     "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrel\\Shared Tools\\Q9NET64]\r\n";
-  if (!files.empty()) reg += "\"Corvane_Oam\"=\"" + quote(files) + "\"\r\n";
-  if (!data.empty()) reg += "\"Corvane_Oam_Data\"=\"" + quote(data) + "\"\r\n";
+  if (!files.empty()) reg += "\"Corvane_Oam\"=\"" + files + "\"\r\n";
+  if (!data.empty()) reg += "\"Corvane_Oam_Data\"=\"" + data + "\"\r\n";
   WriteRegistry(reg);
 }
 

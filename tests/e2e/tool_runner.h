@@ -32,9 +32,6 @@ class ToolRunner {
 
   const TempDir& dir() const { return dir_; }
   std::map<std::string, std::string>& environment() { return environment_; }
-  // Default roots when neither argument nor registry names one.
-  std::string DefaultFilesRoot() const;
-  std::string DefaultDataRoot() const;
 
   // A copy of the sample store as both roots, named by the registry file;
   // returns its folder.
