@@ -72,15 +72,6 @@ TEST_F(EntryPointTest, KeyValueArgumentsAreLoggedWithTheirEqualsSign) {
   EXPECT_TRUE(body.ends_with("<< Uninstall returns with: 0\nCfgImp ended with return-value: 0\n"));
 }
 
-TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
-  test_.process.com_result = -2147418113;
-  EXPECT_EQ(Run({"-u"}), ERR_CANT_CREATE_COM_INSTANCE);
-  EXPECT_EQ(LogBody(), "Number of cmd-arguments: 1\n");
-  EXPECT_EQ(test_.process.com_uninitialized, 0);
-  EXPECT_EQ(test_.shared.security_released, 0);
-  EXPECT_FALSE(testing::PathExists(dir_.Path("appdata/Kestrel/Automation/Corvane OAM")));
-}
-
 TEST_F(EntryPointTest, StartUpTracesEveryStepWithItsTexts) {
   testing::TraceCapture trace(test_);
   EXPECT_EQ(Run({"-u", "d=/x", "three"}), PGSP_OK);
@@ -99,12 +90,16 @@ TEST_F(EntryPointTest, StartUpTracesEveryStepWithItsTexts) {
   EXPECT_TRUE(trace.Has("Installer", "Uninstall: ", 64, "5 second waiting loop"));
 }
 
-TEST_F(EntryPointTest, DefaultModeAndComFailureAreTraced) {
+TEST_F(EntryPointTest, FailedComStartEndsWithTenBeforeTheStoreIsTouched) {
   testing::TraceCapture trace(test_);
-  test_.process.com_result = 5;
+  test_.process.com_result = -2147418113;
   EXPECT_EQ(Run({}), ERR_CANT_CREATE_COM_INSTANCE);
+  EXPECT_EQ(LogBody(), "Number of cmd-arguments: 0\nChosen install-mode is: -up\n");
+  EXPECT_EQ(test_.process.com_uninitialized, 0);
+  EXPECT_EQ(test_.shared.security_released, 0);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("appdata/Kestrel/Automation/Corvane OAM")));
   EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "Install/Uninstall argument not found. Use default: -up"));
-  EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "CoInitializeEx result=5"));
+  EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "CoInitializeEx result=-2147418113"));
   EXPECT_TRUE(trace.Has("Main", "wmain: ", 64, "COM Library has not been initialized"));
   EXPECT_TRUE(trace.Has("Main", "wmain: ", 128, "return ERR_CANT_CREATE_COM_INSTANCE"));
 }

@@ -195,31 +195,26 @@ TEST_F(FileOperatorTest, PrimitivesTraceTheirOutcomesAtTheirLevels) {
                         "Deleting file: " + folder + "  failed!"));
 }
 
-TEST_F(FileOperatorTest, CleanMetaRenewsOnlyTheKindFolders) {
+TEST_F(FileOperatorTest, CleanMetaAndCleanDataRenewOnlyTheKindFolders) {
   Store("meta/PGSP.xml", "fixed");
   Store("meta/Boards/b.xml", "b");
   Store("meta/Protocols/p.xml", "p");
+  dir_.WriteFile("data/data/LogDevices/d.xml", "d");
+  dir_.WriteFile("data/data/LogNames/n.xml", "n");
+  dir_.WriteFile("data/data/keep.xml", "k");
   files_.CleanMeta(log_);
-  EXPECT_EQ(ReadText(paths_.Meta() + "/PGSP.xml"), "fixed");
-  for (const std::string& kind :
-       {paths_.MetaBoards(), paths_.MetaProtocols(), paths_.MetaDefaultLogDevices()}) {
-    EXPECT_EQ(Listing(kind), "#259") << kind;
-  }
   EXPECT_EQ(log_text_, "Creating directory: " + paths_.Meta() + "   failed with: 183\n" +
                            "Successfully deleted directory: " + paths_.MetaDefaultLogDevices() +
                            "\nSuccessfully deleted directory: " + paths_.MetaProtocols() +
                            "\nSuccessfully deleted directory: " + paths_.MetaBoards() + "\n");
-}
-
-TEST_F(FileOperatorTest, CleanDataRenewsLogDevicesAndLogNames) {
-  dir_.WriteFile("data/data/LogDevices/d.xml", "d");
-  dir_.WriteFile("data/data/LogNames/n.xml", "n");
-  dir_.WriteFile("data/data/keep.xml", "k");
   files_.CleanData(log_);
-  for (const std::string& kind : {paths_.DataLogDevices(), paths_.DataLogNames()}) {
+  EXPECT_EQ(ReadText(paths_.Meta() + "/PGSP.xml"), "fixed");
+  EXPECT_EQ(Listing(paths_.Data()), "keep.xml #259");
+  for (const std::string& kind : {paths_.MetaBoards(), paths_.MetaProtocols(),
+                                  paths_.MetaDefaultLogDevices(), paths_.DataLogDevices(),
+                                  paths_.DataLogNames()}) {
     EXPECT_EQ(Listing(kind), "#259") << kind;
   }
-  EXPECT_EQ(Listing(paths_.Data()), "keep.xml #259");
 }
 
 TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {

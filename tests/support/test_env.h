@@ -126,10 +126,6 @@ struct TestEnv {
   Env env;
 };
 
-}  // namespace q9::testing
-
-namespace q9::testing {
-
 // A WritableFile that appends to a string owned by the test.
 class StringFile : public WritableFile {
  public:
