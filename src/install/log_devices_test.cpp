@@ -131,16 +131,14 @@ TEST_F(LogDevicesTest, CreateAllLogdevicesLogsTheLibraryCodeAndReturnsTheStandar
   EXPECT_EQ(NdiValue("static_logdevice"), "true");
 }
 
-TEST_F(LogDevicesTest, StandardDeviceFailsWithTheCopyCodeWithoutTheTemplate) {
+TEST_F(LogDevicesTest, StandardDeviceFailsWithTheCopyCodeOrAtTheFirstFlagWithoutNdi) {
   libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsZero)}};
   EXPECT_EQ(installer().CreateAllLogdevices(), ERR_COPY_FAILED);
   EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 8512\n"
                                   "<< CreateAllLogdevices returns with: 8512\n"))
       << log_text_;
   EXPECT_FALSE(PathExists(dir_.Path("data/data/LogDevices/CP TCP-Std.xml")));
-}
 
-TEST_F(LogDevicesTest, StandardDeviceWithoutAnNdiSectionStopsAtTheFirstFlag) {
   dir_.WriteFile("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml",
                  "<LogDevice xmlns=\"urn:ld\"><DeviceHeader/></LogDevice>");
   EXPECT_EQ(installer().CreateTCPStdLogDevice(), kEntryMissing);

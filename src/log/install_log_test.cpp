@@ -32,7 +32,7 @@ TEST(InstallLogTest, FragmentsRunTogetherOnOneLineAfterTheFirstLine) {
                       "Deleting file: /f.xml   failed with: 5\n");
 }
 
-TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStands) {
+TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStandsEvenWhenMissing) {
   TempDir dir;
   TestEnv test;
   test.process.variables["AutInstLog"] = dir.MakeDir("logs") + "/";
@@ -49,6 +49,14 @@ TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStands) {
   EXPECT_EQ(log.path(), dir.Path("logs") + kFileName);
   log.Close();
   EXPECT_EQ(ReadText(log.path()), kFirstLine);
+
+  // A missing folder swallows the writes without failing.
+  test.process.variables["AutInstLog"] = dir.Path("missing/");
+  InstallLog lost(test.env);
+  lost.Write("lost");
+  lost.Close();
+  lost.Write("after close");
+  EXPECT_FALSE(testing::PathExists(dir.Path("missing")));
 }
 
 TEST(InstallLogTest, DefaultFolderIsUnderCommonAppDataUnlessAutInstLogIsSetAndFits) {
@@ -62,17 +70,6 @@ TEST(InstallLogTest, DefaultFolderIsUnderCommonAppDataUnlessAutInstLogIsSetAndFi
     test.process.variables["AutInstLog"] = variable;
     EXPECT_EQ(InstallLog::LogFilePath(test.env), folder + kFileName) << variable.size();
   }
-}
-
-TEST(InstallLogTest, MissingFolderSwallowsWritesWithoutFailing) {
-  TempDir dir;
-  TestEnv test;
-  test.process.variables["AutInstLog"] = dir.Path("missing/");
-  InstallLog log(test.env);
-  log.Write("lost");
-  log.Close();
-  log.Write("after close");
-  EXPECT_FALSE(testing::PathExists(dir.Path("missing")));
 }
 
 }  // namespace

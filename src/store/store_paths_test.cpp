@@ -24,20 +24,15 @@ class StorePathsTest : public ::testing::Test {
   TestEnv test_;
 };
 
-TEST_F(StorePathsTest, ExistingArgumentsWin) {
-  test_.registry.SetString(kKey, "Corvane_Oam", dir_.MakeDir("reg-files"));
+TEST_F(StorePathsTest, ExistingArgumentsWinButOnesWithALeadingEqualsFallThroughToTheRegistry) {
+  test_.registry.SetString(kKey, "corvane_oam", dir_.MakeDir("reg-files"));
+  test_.registry.SetString(kKey, "CORVANE_OAM_DATA", dir_.MakeDir("reg-data"));
   const StorePaths paths(test_.env, dir_.MakeDir("data arg"), dir_.MakeDir("files arg"));
   EXPECT_EQ(paths.ProgramDataRoot(), dir_.Path("data arg"));
   EXPECT_EQ(paths.ProgramFilesRoot(), dir_.Path("files arg"));
-}
-
-TEST_F(StorePathsTest, ArgumentWithLeadingEqualsFallsThroughToTheRegistry) {
-  dir_.MakeDir("store");
-  test_.registry.SetString(kKey, "corvane_oam", dir_.MakeDir("reg-files"));
-  test_.registry.SetString(kKey, "CORVANE_OAM_DATA", dir_.MakeDir("reg-data"));
-  const StorePaths paths(test_.env, "=" + dir_.Path("store"), "=" + dir_.Path("store"));
-  EXPECT_EQ(paths.ProgramFilesRoot(), dir_.Path("reg-files"));
-  EXPECT_EQ(paths.ProgramDataRoot(), dir_.Path("reg-data"));
+  const StorePaths equals(test_.env, "=" + dir_.Path("data arg"), "=" + dir_.Path("files arg"));
+  EXPECT_EQ(equals.ProgramFilesRoot(), dir_.Path("reg-files"));
+  EXPECT_EQ(equals.ProgramDataRoot(), dir_.Path("reg-data"));
 }
 
 // A folder path of exactly `length` bytes.
