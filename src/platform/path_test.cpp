@@ -5,16 +5,14 @@
 namespace q9 {
 namespace {
 
-TEST(PathTest, JoinUsesOneSeparatorOnlyWhenBothPartsAreGiven) {
+TEST(PathTest, JoinUsesOneSeparatorOnlyWhenBothPartsAreGivenAndSplitsUseTheLast) {
   EXPECT_EQ(JoinPath("a", "b"), std::string("a") + kPathSeparator + "b");
   EXPECT_EQ(JoinPath("", "b"), "b");
   EXPECT_EQ(JoinPath("a", ""), "a");
   // A folder that already ends in a separator still gets one more.
   EXPECT_EQ(JoinPath(std::string("a") + kPathSeparator, "b"),
             std::string("a") + kPathSeparator + kPathSeparator + "b");
-}
-
-TEST(PathTest, BaseAndParentSplitAtTheLastSeparator) {
+  // Base and parent split at the last separator.
   const std::string path = std::string("x") + kPathSeparator + "y" + kPathSeparator + "z.xml";
   EXPECT_EQ(BaseName(path), "z.xml");
   EXPECT_EQ(ParentPath(path), std::string("x") + kPathSeparator + "y");

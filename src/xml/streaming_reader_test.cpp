@@ -100,7 +100,7 @@ TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {
   EXPECT_EQ(Lookup(xml, "SpareSection", "Empty"), "");
 }
 
-TEST_F(StreamingReaderTest, StopsAtTheFirstMatch) {
+TEST_F(StreamingReaderTest, StopsAtTheFirstMatchAndDamageAfterItLosesNothing) {
   const std::string head =
       "<Dev><SpareSection><Parameter><Name>A</Name><Value>first</Value></Parameter></SpareSection>"
       "<SpareSection><Parameter><Name>A</Name><Value>second</Value></Parameter></SpareSection>";
@@ -109,11 +109,8 @@ TEST_F(StreamingReaderTest, StopsAtTheFirstMatch) {
   const std::string tail = std::string(9000, ' ') + "<<< not xml";
   EXPECT_EQ(Lookup(head + tail, "", "A"), "first");
   EXPECT_EQ(Lookup(head + tail, "", "B"), "<8513>");
-}
-
-TEST_F(StreamingReaderTest, DamageAfterTheValueLosesNothingWhereverPiecesEnd) {
-  // The reader parses 512-byte pieces whole; the padding moves the damage
-  // across their boundaries.
+  // Damage after the value loses nothing wherever the pieces end: the reader
+  // parses 512-byte pieces whole; the padding moves the damage across them.
   for (size_t padding = 0; padding <= 600; ++padding) {
     const std::string blanks(padding, ' ');
     EXPECT_EQ(Root("<Dev DeviceID=\"7\">" + blanks + "</x>", "DeviceID"), "7") << padding;

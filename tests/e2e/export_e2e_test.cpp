@@ -33,7 +33,7 @@ class ExportTest : public ::testing::Test {
   std::string store_;
 };
 
-TEST_F(ExportTest, NamesAsTheCommandLineGivesThemDeleteNothingAndRescan) {
+TEST_F(ExportTest, NamesAsTheCommandLineGivesThemDeleteNothingAndRescanWhateverTheScanGives) {
   const auto before = Store();
   for (const char* argument :
        {"-e=Automation-OnlineAccess-PT-H1.xml", "e=Automation-OnlineAccess-BT-CL1613.xml",
@@ -50,6 +50,13 @@ TEST_F(ExportTest, NamesAsTheCommandLineGivesThemDeleteNothingAndRescan) {
         ">> ScanBoards\n<< ScanBoards returns with: 0\nCfgImp ended with return-value: 0\n"))
         << runner_.LogBody();
   }
+  // Loading faults of the board library are shown by Import's test; the
+  // scan's own failure is logged but is not Export's result.
+  runner_.environment()["Q9_BOARD_SIM_RESULT"] = "-7";
+  EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), 0);
+  EXPECT_TRUE(runner_.LogBody().ends_with(
+      "<< ScanBoards returns with: -7\nCfgImp ended with return-value: 0\n"))
+      << runner_.LogBody();
 }
 
 TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
@@ -76,16 +83,6 @@ TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
     EXPECT_EQ(runner_.StandardError(), "");
     EXPECT_TRUE(runner_.LogBody().ends_with(c.ending)) << runner_.LogBody();
   }
-}
-
-// Loading faults of the board library are shown by Import's test; here the
-// scan's own failure is logged but is not Export's result.
-TEST_F(ExportTest, AFailedScanIsLoggedAndLeavesTheResult) {
-  runner_.environment()["Q9_BOARD_SIM_RESULT"] = "-7";
-  EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), 0);
-  EXPECT_TRUE(runner_.LogBody().ends_with(
-      "<< ScanBoards returns with: -7\nCfgImp ended with return-value: 0\n"))
-      << runner_.LogBody();
 }
 
 }  // namespace

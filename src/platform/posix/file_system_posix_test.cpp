@@ -45,7 +45,7 @@ TEST_F(PosixFileSystemTest, ReadOnlyFlagIsTheOwnerWriteBitAloneAndSavesKeepTheMo
   EXPECT_EQ(Mode(file), 0604u);
 }
 
-TEST_F(PosixFileSystemTest, FailedAtomicWriteInALockedFolderLeavesTheOldFile) {
+TEST_F(PosixFileSystemTest, FoldersWithoutOwnerWriteRefuseASaveButNotATreeDeletion) {
   if (::geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders anyway";
   const std::string file = dir_.WriteFile("ro/t.xml", "old");
   ::chmod(dir_.Path("ro").c_str(), 0555);
@@ -55,6 +55,11 @@ TEST_F(PosixFileSystemTest, FailedAtomicWriteInALockedFolderLeavesTheOldFile) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.Path("ro")),
                           std::filesystem::directory_iterator()),
             1);
+
+  dir_.WriteFile("tree/a/b.xml", "b");
+  for (const char* path : {"tree/a", "tree"}) ::chmod(dir_.Path(path).c_str(), 0555);
+  EXPECT_EQ(fs_.DeleteTree(dir_.Path("tree")), 0);
+  EXPECT_FALSE(testing::PathExists(dir_.Path("tree")));
 }
 
 TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
@@ -84,14 +89,6 @@ TEST_F(PosixFileSystemTest, TreeDeletionGivesFoldersOwnerWriteButNotFilesOrLinkT
   for (const char* path : {"tree", "tree/a", "tree/a/b"}) EXPECT_EQ(Mode(dir_.Path(path)), 0755u);
   EXPECT_EQ(Mode(dir_.Path("tree/a/b/c.xml")), 0444u);
   EXPECT_EQ(Mode(dir_.Path("outside")), 0444u);
-}
-
-TEST_F(PosixFileSystemTest, TreeDeletionEmptiesFoldersWithoutOwnerWrite) {
-  if (::geteuid() == 0) GTEST_SKIP() << "root deletes from read-only folders anyway";
-  dir_.WriteFile("tree/a/b.xml", "b");
-  for (const char* path : {"tree/a", "tree"}) ::chmod(dir_.Path(path).c_str(), 0555);
-  EXPECT_EQ(fs_.DeleteTree(dir_.Path("tree")), 0);
-  EXPECT_FALSE(testing::PathExists(dir_.Path("tree")));
 }
 
 // The POSIX file and the in-memory fallback must read alike.
@@ -131,7 +128,7 @@ TEST_F(PosixFileSystemTest, CopyTreeCopiesLinksAsLinksSoLoopsEnd) {
   EXPECT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
 }
 
-TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
+TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlockingAndProcFilesBounded) {
   const std::string fifo = dir_.Path("pipe.xml");
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
   std::string contents;
@@ -145,12 +142,8 @@ TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlocking) {
   EXPECT_EQ(fs_.OpenWritable("/dev/null", OpenMode::kAppend, &out), 5);
   EXPECT_EQ(out, nullptr);
   EXPECT_FALSE(testing::PathExists(dir_.Path("copy.xml")));
-}
-
-// /proc files say they are empty and then give more, as a file growing after
-// its size was taken does: the bound must hold while reading, not only before.
-TEST_F(PosixFileSystemTest, BoundedReadStopsAtTheLimitWhenTheFileGivesMoreThanItsSize) {
-  std::string contents;
+  // /proc files say they are empty and then give more, as a file growing after
+  // its size was taken does: the bound must hold while reading, not only before.
   EXPECT_EQ(fs_.ReadFileAtMost("/proc/self/status", 16, &contents), os_error::kFileTooLarge);
   EXPECT_EQ(contents, "");
 }

@@ -19,7 +19,7 @@ class PosixSharedObjectsTest : public ::testing::Test {
   const std::string name_ = "/q9test-objects-" + std::to_string(::getpid());
 };
 
-TEST_F(PosixSharedObjectsTest, CreatesZeroedObjectsForTheGroupAndNeverShrinksThem) {
+TEST_F(PosixSharedObjectsTest, CreatesZeroedGroupObjectsNeverShrinksThemAndRemovesOnlyWhatItMade) {
   const mode_t old_mask = ::umask(077);
   std::unique_ptr<SharedMemory> first;
   const OsError created = shared_.MapSharedMemory(name_, 8192, true, &first);
@@ -43,6 +43,14 @@ TEST_F(PosixSharedObjectsTest, CreatesZeroedObjectsForTheGroupAndNeverShrinksThe
   ASSERT_EQ(shared_.RemoveSharedMemory(name_), 0);
   EXPECT_EQ(shared_.MapSharedMemory(name_, 0, false, &existing), 2);
   EXPECT_EQ(existing, nullptr);
+
+  // No size fits in an off_t this large, so growing fails without using
+  // memory; the object is removed only when this call made it.
+  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &existing), 0);
+  EXPECT_FALSE(testing::PathExists("/dev/shm" + name_));
+  ASSERT_EQ(shared_.MapSharedMemory(name_, 100, true, &existing), 0);
+  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &existing), 0);
+  EXPECT_TRUE(testing::PathExists("/dev/shm" + name_));
 }
 
 // Locks belong to each mapping, not to the process: the trace section counts
@@ -61,18 +69,6 @@ TEST_F(PosixSharedObjectsTest, ObjectLocksExcludeOtherMappingsUntilReleased) {
   EXPECT_EQ(first->LockObject(ObjectLock::kExclusive, false), 0);
   first.reset();
   EXPECT_EQ(second->LockObject(ObjectLock::kExclusive, false), 0);
-}
-
-// No size fits in an off_t this large, so growing fails without using memory.
-TEST_F(PosixSharedObjectsTest, AnObjectThatCannotGrowIsRemovedOnlyWhenThisCallMadeIt) {
-  const std::string path = "/dev/shm" + name_;
-  std::unique_ptr<SharedMemory> memory;
-  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &memory), 0);
-  EXPECT_FALSE(testing::PathExists(path));
-
-  ASSERT_EQ(shared_.MapSharedMemory(name_, 100, true, &memory), 0);
-  EXPECT_NE(shared_.MapSharedMemory(name_, SIZE_MAX, true, &memory), 0);
-  EXPECT_TRUE(testing::PathExists(path));
 }
 
 TEST_F(PosixSharedObjectsTest, DevicesReportWhyTheyCannotBeOpened) {
