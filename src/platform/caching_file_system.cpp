@@ -65,23 +65,6 @@ std::optional<std::string> FoldedKey(std::string_view path) {
   return key;
 }
 
-std::vector<DirEntry>::const_iterator InsertionPoint(const std::vector<DirEntry>& entries,
-                                                     std::string_view name) {
-  return std::lower_bound(entries.begin(), entries.end(), name,
-                          [](const DirEntry& entry, std::string_view wanted) {
-                            return StoreOrderLess(entry.name, wanted);
-                          });
-}
-
-// The first entry of a listing whose name equals `name` ignoring ASCII case,
-// or the end. Such names stand together, around where `name` would go.
-std::vector<DirEntry>::const_iterator FirstEqualIgnoringCase(const std::vector<DirEntry>& entries,
-                                                             std::string_view name) {
-  auto at = InsertionPoint(entries, name);
-  while (at != entries.begin() && EqualsIgnoreCase((at - 1)->name, name)) --at;
-  return at != entries.end() && EqualsIgnoreCase(at->name, name) ? at : entries.end();
-}
-
 uint64_t Size(const std::vector<DirEntry>& entries) {
   uint64_t size = 0;
   for (const DirEntry& entry : entries) size += sizeof entry + entry.name.size();
@@ -297,19 +280,32 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
     const std::vector<DirEntry>& entries = *kept.listing->value;
     // The file systems below write to an entry that equals the name ignoring
     // case when there is one, so then the names stay as they are.
-    if (FirstEqualIgnoringCase(entries, name) != entries.end()) continue;
+    if (!EntriesEqualIgnoringCase(entries, name).empty()) continue;
     if (error != os_error::kSuccess) {
       kept.listing.reset();  // a failed write may still have left a file
       continue;
     }
-    // Listings are shared read-only, so the new one is a copy.
-    auto listing = std::make_shared<std::vector<DirEntry>>();
-    listing->reserve(entries.size() + 1);
-    const auto at = InsertionPoint(entries, name);
-    listing->insert(listing->end(), entries.begin(), at);
-    listing->push_back(DirEntry{std::string(name), false, false});
-    listing->insert(listing->end(), at, entries.end());
-    kept.listing->value = std::move(listing);
+    // A listing a caller still holds is read-only to it, so it gets a copy;
+    // one only this object holds grows in place, which saves a run that
+    // writes file after file into one folder a copy per file.
+    std::shared_ptr<const std::vector<DirEntry>>& shared = kept.listing->value;
+    const auto at = std::lower_bound(entries.begin(), entries.end(), name,
+                                     [](const DirEntry& entry, std::string_view wanted) {
+                                       return StoreOrderLess(entry.name, wanted);
+                                     }) -
+                    entries.begin();
+    if (shared.use_count() == 1) {
+      // Every kept listing was made as a non-const vector.
+      auto& own = const_cast<std::vector<DirEntry>&>(*shared);
+      own.insert(own.begin() + at, DirEntry{std::string(name), false, false});
+    } else {
+      auto listing = std::make_shared<std::vector<DirEntry>>();
+      listing->reserve(entries.size() + 1);
+      listing->insert(listing->end(), entries.begin(), entries.begin() + at);
+      listing->push_back(DirEntry{std::string(name), false, false});
+      listing->insert(listing->end(), entries.begin() + at, entries.end());
+      shared = std::move(listing);
+    }
     Charge(sizeof(DirEntry) + name.size());
     if (kept_.empty()) return;  // over the budget: everything went
   }
@@ -343,9 +339,8 @@ bool CachingFileSystem::FindIgnoringCase(const std::string& folder, std::string_
     kept->listing = Answer<std::shared_ptr<const std::vector<DirEntry>>>{error, std::move(listing)};
   }
   if (kept->listing->error != os_error::kSuccess) return false;
-  const std::vector<DirEntry>& entries = *kept->listing->value;
-  const auto first = FirstEqualIgnoringCase(entries, name);
-  *match = first == entries.end() ? std::string() : first->name;
+  const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(*kept->listing->value, name);
+  *match = equal.empty() ? std::string() : equal.front().name;
   return true;
 }
 

@@ -5,14 +5,17 @@
 // calls the operating system itself, so tests can hand it doubles.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/os_error.h"
+#include "platform/path.h"
 
 namespace q9 {
 
@@ -36,6 +39,21 @@ struct DirEntry {
   bool is_directory = false;  // also for a link to a folder
   bool is_link = false;       // a symbolic link; walkers do not follow it
 };
+
+// The entries of a listing (ordered as ListDirectory orders them) whose names
+// equal `name` ignoring ASCII case. They stand together, around where `name`
+// would go; the first of them is the one a name resolves to.
+inline std::span<const DirEntry> EntriesEqualIgnoringCase(std::span<const DirEntry> listing,
+                                                          std::string_view name) {
+  auto first = std::lower_bound(listing.begin(), listing.end(), name,
+                                [](const DirEntry& entry, std::string_view wanted) {
+                                  return StoreOrderLess(entry.name, wanted);
+                                });
+  while (first != listing.begin() && EqualsIgnoreCase((first - 1)->name, name)) --first;
+  auto last = first;
+  while (last != listing.end() && EqualsIgnoreCase(last->name, name)) ++last;
+  return {first, last};
+}
 
 struct FileInfo {
   bool is_directory = false;
@@ -108,7 +126,9 @@ class FileSystem {
                                               std::vector<DirEntry>* entries) = 0;
   // The same listing, shared and read-only, so a walk by index need not copy
   // it at every step. This default lists anew; a caching file system hands
-  // out what it keeps.
+  // out what it keeps. Nothing changes a listing while a caller holds it;
+  // one that nobody holds any more may grow in place by the names written
+  // into its folder, so a weak_ptr to it does not vouch for its contents.
   [[nodiscard]] virtual OsError ListDirectoryShared(
       const std::string& dir, std::shared_ptr<const std::vector<DirEntry>>* entries) {
     auto listing = std::make_shared<std::vector<DirEntry>>();

@@ -86,8 +86,11 @@ uint32_t TemplateFacts::NextCandidate(const std::string& folder,
     id.append(1, '\0').append(field.section).append(1, '/').append(field.name);
   }
   FolderIndex& index = indexes_[id];
-  if (index.folder != folder) index = FolderIndex{folder, {}, {}, {}, {}, {{}}, {}};
-  if (index.listing != listing || !index.written.empty()) Update(index, std::move(listing), fields);
+  if (index.folder != folder) index = FolderIndex{folder, {}, 0, {}, {}, {}, {}, {{}}, {}};
+  if (index.listing.lock() != listing || index.listing_size != listing->size() ||
+      !index.written.empty()) {
+    Update(index, listing, fields);
+  }
 
   std::string key;
   for (const std::string& value : wanted) AppendToKey(value, &key);
@@ -103,43 +106,54 @@ uint32_t TemplateFacts::NextCandidate(const std::string& folder,
   return next;
 }
 
-void TemplateFacts::Update(FolderIndex& index, std::shared_ptr<const std::vector<DirEntry>> listing,
+void TemplateFacts::Update(FolderIndex& index,
+                           const std::shared_ptr<const std::vector<DirEntry>>& listing,
                            std::span<const IdentityField> fields) {
-  const auto written = [&](const std::string& name) {
-    return std::any_of(index.written.begin(), index.written.end(),
-                       [&](const std::string& w) { return EqualsIgnoreCase(w, name); });
-  };
-  std::vector<const DirEntry*> files;
+  // Positions of the entries whose names equal a written one ignoring case.
+  std::vector<size_t> rewritten;
+  for (const std::string& name : index.written) {
+    for (const DirEntry& entry : EntriesEqualIgnoringCase(*listing, name)) {
+      rewritten.push_back(static_cast<size_t>(&entry - listing->data()));
+    }
+  }
+  std::sort(rewritten.begin(), rewritten.end());
+  auto next_rewritten = rewritten.begin();
+
+  std::vector<std::string>& files = index.spare;
   std::vector<uint32_t> keys;
+  files.clear();
   files.reserve(listing->size());
   keys.reserve(listing->size());
   // Both listings are in walk order, so a file that stayed is at the old
   // cursor, or one further when the file before it went; a file met nowhere
   // near is looked up, which the facts answer from memory unless it changed.
   size_t old = 0;
-  for (const DirEntry& entry : *listing) {
+  for (size_t position = 0; position < listing->size(); ++position) {
+    const DirEntry& entry = (*listing)[position];
+    while (next_rewritten != rewritten.end() && *next_rewritten < position) ++next_rewritten;
+    const bool written = next_rewritten != rewritten.end() && *next_rewritten == position;
     if (entry.is_directory) continue;
     uint32_t key = kNoKey;
     for (size_t at = old; at < std::min(old + 2, index.files.size()); ++at) {
-      if (index.files[at]->name == entry.name) {
+      if (index.files[at] == entry.name) {
         key = index.keys[at];
+        files.push_back(std::move(index.files[at]));
         old = at + 1;
         break;
       }
     }
-    if (key == kNoKey || key == kUnreadable || written(entry.name)) {
-      key = KeyOf(index, entry.name, fields);
-    }
-    files.push_back(&entry);
+    if (key == kNoKey) files.push_back(entry.name);
+    if (key == kNoKey || key == kUnreadable || written) key = KeyOf(index, entry.name, fields);
     keys.push_back(key);
   }
   for (std::vector<uint32_t>& positions : index.positions) positions.clear();
   for (uint32_t position = 0; position < keys.size(); ++position) {
     index.positions[keys[position]].push_back(position);
   }
-  index.files = std::move(files);
+  std::swap(index.files, index.spare);
   index.keys = std::move(keys);
-  index.listing = std::move(listing);
+  index.listing = listing;
+  index.listing_size = listing->size();
   index.written.clear();
 }
 

@@ -80,19 +80,23 @@ class TemplateFacts {
                     std::string* value, Read read);
 
   // The files of one folder by identity. Built from a listing and the facts,
-  // and brought up to date when the listing is another one (the folder
-  // changed) or a file in it was written: the keys of files whose names
-  // stayed are kept, the others are looked up again.
+  // and brought up to date when the listing is another one or grew (the
+  // folder changed) or a file in it was written: the keys of files whose
+  // names stayed are kept, the others are looked up again. It keeps the
+  // names itself rather than the listing, so that the file system may grow
+  // a listing nobody holds instead of copying it for every new file.
   struct FolderIndex {
     std::string folder;  // as spelled when built
-    std::shared_ptr<const std::vector<DirEntry>> listing;
-    std::vector<const DirEntry*> files;  // into `listing`, in walk order
-    std::vector<uint32_t> keys;          // identity key id by position
+    std::weak_ptr<const std::vector<DirEntry>> listing;
+    size_t listing_size = 0;
+    std::vector<std::string> files;  // names, in walk order
+    std::vector<std::string> spare;  // the previous `files`, reused
+    std::vector<uint32_t> keys;      // identity key id by position
     std::unordered_map<std::string, uint32_t> key_ids;  // by folded identity
     std::vector<std::vector<uint32_t>> positions;       // by key id, ascending
     std::vector<std::string> written;  // names forgotten since the last update
   };
-  void Update(FolderIndex& index, std::shared_ptr<const std::vector<DirEntry>> listing,
+  void Update(FolderIndex& index, const std::shared_ptr<const std::vector<DirEntry>>& listing,
               std::span<const IdentityField> fields);
   uint32_t KeyOf(FolderIndex& index, const std::string& name,
                  std::span<const IdentityField> fields);

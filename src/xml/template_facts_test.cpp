@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/caching_file_system.h"
 #include "temp_dir.h"
 #include "xml/streaming_reader.h"
 #include "xml/template_document.h"
@@ -87,6 +88,22 @@ TEST_F(TemplateFactsTest, AnswersFromMemoryWithTheReadersTraceUntilTheFileChange
   EXPECT_EQ(Fact(later, "DeviceID").code, PGSP_ERR_CANT_LOAD_XML_FILE);
   dir_.WriteFile("later.xml", "<LogDevice DeviceID=\"C\"/>");
   EXPECT_EQ(Fact(later, "DeviceID"), (Answer{PGSP_OK, "C"}));
+}
+
+// The caching file system grows a listing that nobody holds in place, so the
+// index must see a file that appeared in a listing it has seen, also when no
+// writer told it.
+TEST_F(TemplateFactsTest, IndexSeesAFileAddedToAListingItHasSeen) {
+  CachingFileSystem cache(env_.files());
+  Env env(cache, env_.registry(), env_.folders(), env_.libraries(), env_.shared(), env_.clock(),
+          env_.process());
+  XmlContext xml(env);
+  dir_.WriteFile("meta/a.xml", "<LogDevice DeviceID=\"A\"/>");
+  const IdentityField fields[] = {{"", "DeviceID"}};
+  const std::string wanted[] = {"B"};
+  EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 0), 1u);
+  ASSERT_EQ(cache.WriteFileAtomic(dir_.Path("meta/0.xml"), "<LogDevice DeviceID=\"b\"/>"), 0);
+  EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 0), 0u);
 }
 
 }  // namespace
