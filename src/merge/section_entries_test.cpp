@@ -146,7 +146,7 @@ TEST_F(SectionEntriesTest, UserInterfaceWriterUpdatesByKindAndNameOrAdds) {
   EXPECT_EQ(ReadText(path), before);
 }
 
-TEST_F(SectionEntriesTest, SubdeviceWriterAppendsAndCreatesWhatIsMissing) {
+TEST_F(SectionEntriesTest, SubdeviceWriterAndLoadAdderAppendAndCreateWhatIsMissing) {
   const std::string path = Write("<Bindings><Parameter><Name>b</Name><Value>1</Value></Parameter></Bindings>");
   // Missing Subdevices and Subdevice are created whatever the flag.
   EXPECT_EQ(WriteSubdeviceParameter(xml_, dir_.Path("LogDevices/t"), "PNIO", "L4DRIVER",
@@ -167,13 +167,12 @@ TEST_F(SectionEntriesTest, SubdeviceWriterAppendsAndCreatesWhatIsMissing) {
                             "<Name>L4DRIVER</Name><Value>new.dll</Value></ParameterInt>"),
             std::string::npos)
       << Body(path);
-}
 
-TEST_F(SectionEntriesTest, LoadAdderAppendsEvenWhatIsThere) {
-  const std::string path = Write("<Load>\n  <RelevantSection>Ndi</RelevantSection>\n</Load>");
-  EXPECT_EQ(AddLoadEntry(xml_, path, "Ndi"), PGSP_OK);
-  EXPECT_EQ(AddLoadEntry(xml_, path, "a & b"), PGSP_OK);
-  EXPECT_EQ(Body(path),
+  // The Load adder appends even what is there.
+  const std::string load = Write("<Load>\n  <RelevantSection>Ndi</RelevantSection>\n</Load>");
+  EXPECT_EQ(AddLoadEntry(xml_, load, "Ndi"), PGSP_OK);
+  EXPECT_EQ(AddLoadEntry(xml_, load, "a & b"), PGSP_OK);
+  EXPECT_EQ(Body(load),
             "<Load>\n  <RelevantSection>Ndi</RelevantSection>\n  <RelevantSection>Ndi"
             "</RelevantSection>\n  <RelevantSection>a &amp; b</RelevantSection>\n</Load>");
 }

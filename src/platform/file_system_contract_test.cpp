@@ -152,13 +152,18 @@ TEST_P(FileSystemContractTest, CopyRefusesExistingOrReadOnlyTargetsAndLeavesNoTe
   EXPECT_EQ(info.size, 6u);
 }
 
-TEST_P(FileSystemContractTest, ReadOnlyFilesResistDeletionUntilTheFlagIsCleared) {
-  const std::string file = dir_.WriteFile("f.xml", "x");
+TEST_P(FileSystemContractTest, ReadOnlyFilesResistDeletionAndSavesUntilTheFlagIsCleared) {
+  const std::string file = dir_.WriteFile("f.xml", "old contents that are longer");
+  ASSERT_EQ(fs_.WriteFileAtomic(file, "new"), 0);
+  EXPECT_EQ(ReadText(file), "new");
   EXPECT_FALSE(ReadOnly(file));
   ASSERT_EQ(fs_.SetReadOnly(file, true), 0);
   EXPECT_TRUE(ReadOnly(file));
   EXPECT_EQ(fs_.DeleteFile(file), 5);
-  EXPECT_EQ(ReadText(file), "x");
+  EXPECT_EQ(fs_.WriteFileAtomic(file, "newer"), 5);
+  EXPECT_EQ(ReadText(file), "new");
+  EXPECT_EQ(fs_.WriteFileAtomic(dir_.Path("no/t.xml"), "x"), 3);
+  EXPECT_EQ(DiskNames(dir_.path()), std::vector<std::string>{"f.xml"});  // no temporary left
   ASSERT_EQ(fs_.SetReadOnly(file, false), 0);
   EXPECT_FALSE(ReadOnly(file));
   EXPECT_EQ(fs_.DeleteFile(file), 0);
@@ -168,18 +173,7 @@ TEST_P(FileSystemContractTest, ReadOnlyFilesResistDeletionUntilTheFlagIsCleared)
   EXPECT_EQ(fs_.SetReadOnly(dir_.Path("gone.xml"), true), 2);
 }
 
-TEST_P(FileSystemContractTest, AtomicWriteReplacesTheWholeFileOrNothing) {
-  const std::string file = dir_.WriteFile("t.xml", "old contents that are longer");
-  ASSERT_EQ(fs_.WriteFileAtomic(file, "new"), 0);
-  EXPECT_EQ(ReadText(file), "new");
-  ASSERT_EQ(fs_.SetReadOnly(file, true), 0);
-  EXPECT_EQ(fs_.WriteFileAtomic(file, "newer"), 5);
-  EXPECT_EQ(ReadText(file), "new");
-  EXPECT_EQ(fs_.WriteFileAtomic(dir_.Path("no/t.xml"), "x"), 3);
-  EXPECT_EQ(DiskNames(dir_.path()), std::vector<std::string>{"t.xml"});
-}
-
-TEST_P(FileSystemContractTest, CopyTreeCopiesEverythingAndReplacesExistingFiles) {
+TEST_P(FileSystemContractTest, TreesAreCopiedOverExistingFilesAndDeletedWhole) {
   dir_.WriteFile("src/a.xml", "a");
   dir_.WriteFile("src/sub/b.xml", "b");
   dir_.MakeDir("src/empty");
@@ -193,9 +187,7 @@ TEST_P(FileSystemContractTest, CopyTreeCopiesEverythingAndReplacesExistingFiles)
   EXPECT_EQ(ReadText(dir_.Path("fresh/sub/b.xml")), "b");
   EXPECT_EQ(fs_.CopyTree(dir_.Path("missing"), dir_.Path("dst2")), 3);
   EXPECT_FALSE(PathExists(dir_.Path("dst2")));
-}
 
-TEST_P(FileSystemContractTest, DeleteTreeRemovesEverythingButNeedsAFolder) {
   dir_.WriteFile("tree/a/b/c.xml", "c");
   ASSERT_EQ(fs_.SetReadOnly(dir_.Path("tree/a/b/c.xml"), true), 0);
   EXPECT_EQ(fs_.DeleteTree(dir_.Path("TREE")), 0);
