@@ -94,7 +94,7 @@ void MergeSupportCollection(const TemplateDocument& source, const TemplateDocume
 
 void MergeBoards(XmlContext& xml, InstallLog& log, const std::string& source_file,
                  const std::string& target_file) {
-  RunMerge(xml, log, "MergeBoards", kSite, source_file, target_file,
+  RunMerge(xml, log, "MergeBoards", kSite, source_file, target_file, nullptr,
            [&](const TemplateDocument& source, TemplateDocument& target) {
              bool changed = false;
              log.Write("Merge Parameters from :  <BoardAttributes> and <Install>");

@@ -95,8 +95,9 @@ void MergeLoadEntries(const TemplateDocument& source, TemplateDocument& target) 
 }  // namespace
 
 void MergeDefaultLogDevices(XmlContext& xml, InstallLog& log, const std::string& source_file,
-                            const std::string& target_file, uint8_t overwrite) {
-  RunMerge(xml, log, "MergeDefaultLogDevices", kSite, source_file, target_file,
+                            const std::string& target_file, uint8_t overwrite,
+                            TemplateDocument* source) {
+  RunMerge(xml, log, "MergeDefaultLogDevices", kSite, source_file, target_file, source,
            [&](const TemplateDocument& source, TemplateDocument& target) {
              log.Write("Enumerate and merge Parameters from:  <LocalSettings>, <NetworkSettings>, "
                        "<Bindings>, <Ndi>, <SpareSection> and <DeviceHeader>");

@@ -67,14 +67,15 @@ struct Merger::Folders {
   std::string meta_boards;
 };
 
-ResultCode Merger::ValidateValues(const std::string& path) {
+ResultCode Merger::ValidateValues(const std::string& path, TemplateDocument* document) {
   static constexpr TraceSite kValidate{"Merge", "ValidateValues: "};
   Q9_TRACE(kValidate, kEntry, ">> Start validating %s", path.c_str());
   std::vector<std::string> keys;
-  TemplateDocument document;
-  if (LoadTemplate(files_.xml(), path, &document) == PGSP_OK) {
+  TemplateDocument own;
+  if (document == nullptr) document = &own;
+  if (LoadTemplate(files_.xml(), path, document) == PGSP_OK) {
     for (int32_t section = 0; section <= 7; ++section) {
-      for (const ParameterEntry& entry : SectionParameters(document, section)) {
+      for (const ParameterEntry& entry : SectionParameters(*document, section)) {
         keys.push_back(entry.name + "&&" + entry.value + "&&" + entry.kind);
       }
     }
@@ -96,8 +97,9 @@ ResultCode Merger::ValidateValues(const std::string& path) {
 void Merger::MergeDefaultLogDeviceFile(const Folders& folders, const std::string& name) {
   XmlContext& xml = files_.xml();
   const std::string source = JoinPath(folders.install_default_log_devices, name);
-  if (ValidateValues(source) != PGSP_OK) return;
-  if (ValidateFile(files_.xml(), source, folders.schemes, "Corvane.Device.Driver.Logdevice") !=
+  TemplateDocument document;
+  if (ValidateValues(source, &document) != PGSP_OK) return;
+  if (ValidateFile(xml, source, folders.schemes, "Corvane.Device.Driver.Logdevice", &document) !=
       PGSP_OK) {
     Q9_TRACE(kSite, kProgress, "Invalid file: %s not coppied to meta", source.c_str());
     log_.Write("Warning: Invalid file: ", source);
@@ -151,7 +153,7 @@ void Merger::MergeDefaultLogDeviceFile(const Folders& folders, const std::string
     } else {
       Q9_TRACE(kSite, kProgress, "Merge .. dest MajorVersion > source MajorVersion");
     }
-    MergeDefaultLogDevices(xml, log_, source, target, overwrite);
+    MergeDefaultLogDevices(xml, log_, source, target, overwrite, &document);
     return;  // only the first match is handled
   }
   (void)files_.CopyFiles(log_, source, JoinPath(meta, name), 0);

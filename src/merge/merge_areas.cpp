@@ -28,6 +28,7 @@ bool LoadMergePair(XmlContext& xml, const std::string& source_file,
                    const std::string& target_file, TemplateDocument* source,
                    TemplateDocument* target, const TraceSite& site) {
   for (const auto& [path, document] : {std::pair{&source_file, source}, {&target_file, target}}) {
+    if (document->loaded()) continue;
     const ResultCode loaded = LoadTemplate(xml, *path, document);
     if (loaded != PGSP_OK) {
       Q9_TRACE(site, trace_level::kProgress, "Error: %s cannot be loaded (%d), nothing merged",
@@ -49,16 +50,18 @@ void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const Trac
 
 void RunMerge(XmlContext& xml, InstallLog& log, const std::string& name, const TraceSite& site,
               const std::string& source_file, const std::string& target_file,
+              TemplateDocument* source,
               const std::function<void(const TemplateDocument&, TemplateDocument&)>& steps) {
   Q9_TRACE(site, trace_level::kEntry, ">> Start");
   log.Write(">> ", name);
   log.Write("Merging ", source_file, " with ", target_file);
   Q9_TRACE(site, trace_level::kProgress, "Merging: %s with: %s", source_file.c_str(),
            target_file.c_str());
-  TemplateDocument source;
+  TemplateDocument own_source;
+  if (source == nullptr) source = &own_source;
   TemplateDocument target;
-  if (LoadMergePair(xml, source_file, target_file, &source, &target, site)) {
-    steps(source, target);
+  if (LoadMergePair(xml, source_file, target_file, source, &target, site)) {
+    steps(*source, target);
     SaveMergeTarget(xml, target, site);
   }
   log.Write("<< ", name);

@@ -12,8 +12,9 @@
 
 namespace q9 {
 
-// Loads the source, then the target. A file that cannot be loaded is traced
-// and false returned: the merge then writes nothing.
+// Loads the source, then the target; a document loaded already is taken as
+// it is. A file that cannot be loaded is traced and false returned: the
+// merge then writes nothing.
 bool LoadMergePair(XmlContext& xml, const std::string& source_file,
                    const std::string& target_file, TemplateDocument* source,
                    TemplateDocument* target, const TraceSite& site);
@@ -26,8 +27,10 @@ void SaveMergeTarget(XmlContext& xml, const TemplateDocument& target, const Trac
 // "Merging" line in the install log and the start traced, both files loaded,
 // `steps` run on them, the target saved when it was modified, "<< <name>"
 // logged and the end traced. A file that cannot be loaded skips the steps.
+// `source`, when not null, holds the source loaded already or is loaded.
 void RunMerge(XmlContext& xml, InstallLog& log, const std::string& name, const TraceSite& site,
               const std::string& source_file, const std::string& target_file,
+              TemplateDocument* source,
               const std::function<void(const TemplateDocument&, TemplateDocument&)>& steps);
 
 // For UserInterface and then UserInterface64: every source entry is written

@@ -100,7 +100,7 @@ void AddMissingUserParams(const TemplateDocument& source, const TemplateDocument
 
 void MergeProtocols(XmlContext& xml, InstallLog& log, const std::string& source_file,
                     const std::string& target_file) {
-  RunMerge(xml, log, "MergeProtocols", kSite, source_file, target_file,
+  RunMerge(xml, log, "MergeProtocols", kSite, source_file, target_file, nullptr,
            [&](const TemplateDocument& source, TemplateDocument& target) {
              bool changed = false;
              log.Write("Merge ParamSections");

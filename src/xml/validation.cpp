@@ -102,7 +102,8 @@ ResultCode ValidateAgainst(const CompiledSchema& schema, const std::string& sche
 }  // namespace
 
 ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
-                        const std::string& schema_folder, const std::string& schema_name) {
+                        const std::string& schema_folder, const std::string& schema_name,
+                        const TemplateDocument* loaded) {
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   if (xml_path.empty() || schema_folder.empty() || schema_name.empty()) return InvalidArguments();
   Q9_TRACE(kSite, trace_level::kProgress, "Validating XML file: %s", xml_path.c_str());
@@ -110,12 +111,15 @@ ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
   const CompiledSchema* schema = nullptr;
   const ResultCode found = FindSchema(xml, schema_folder, schema_name, &schema);
   if (found == ERR_CANT_LOAD_SCHEME) return found;
-  TemplateDocument document;
-  if (TemplateDocument::Load(xml, ApplyFileNameRule(xml_path), &document) != PGSP_OK) {
-    return PGSP_ERR_CANT_LOAD_XML_FILE;
+  TemplateDocument own;
+  if (loaded == nullptr || !loaded->loaded()) {
+    if (TemplateDocument::Load(xml, ApplyFileNameRule(xml_path), &own) != PGSP_OK) {
+      return PGSP_ERR_CANT_LOAD_XML_FILE;
+    }
+    loaded = &own;
   }
   if (found != PGSP_OK) return found;
-  return ValidateAgainst(*schema, schema_name, document);
+  return ValidateAgainst(*schema, schema_name, *loaded);
 }
 
 ResultCode ValidateDocument(XmlContext& xml, const TemplateDocument& document,

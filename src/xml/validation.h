@@ -27,9 +27,13 @@ namespace q9 {
 // Returns 0 for a valid file. The reason of an 8506 (text and line number)
 // goes to the trace. Includes and imports of the schema are
 // read only from the schema folder; nothing else is ever read.
+// `loaded`, when given and loaded, is the file as the caller loaded it just
+// before (nothing written since) and stands in for reading and parsing it
+// again; results and traces stay the same.
 [[nodiscard]] ResultCode ValidateFile(XmlContext& xml, const std::string& xml_path,
                                       const std::string& schema_folder,
-                                      const std::string& schema_name);
+                                      const std::string& schema_name,
+                                      const TemplateDocument* loaded = nullptr);
 
 // ValidateFile on a document already loaded: the same checks, results and
 // traces, without reading its file again (87 also for a document not loaded).
