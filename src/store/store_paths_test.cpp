@@ -63,20 +63,18 @@ TEST_F(StorePathsTest, RootIsTheRegistryFolderIfItExistsAndFitsElseTheKnownFolde
             dir_.Path("appdata/Kestrel/Automation/Corvane OAM"));
 }
 
-TEST_F(StorePathsTest, DefaultRootIsCreatedOneLevelDeepOnly) {
+TEST_F(StorePathsTest, RootIsCreatedOneLevelDeepOnlyEvenWhenTheKnownFolderQueryFails) {
   dir_.MakeDir("appdata/Kestrel/Automation");
   const StorePaths paths(test_.env, "", "");
   EXPECT_TRUE(StorePaths::IsDirectory(test_.env, paths.ProgramDataRoot()));
   // The program-files default lacks its parent folders and stays missing.
   EXPECT_FALSE(PathExists(paths.ProgramFilesRoot()));
   EXPECT_FALSE(PathExists(dir_.Path("common/Kestrel")));
-}
 
-TEST_F(StorePathsTest, FailedKnownFolderQueryKeepsTheRegistryCandidate) {
+  // A failed known-folder query keeps the registry candidate, which is created.
   test_.folders.app_data.clear();
   test_.registry.SetString(kKey, "Corvane_Oam_Data", dir_.Path("made-by-us"));
-  const StorePaths paths(test_.env, "", "");
-  EXPECT_EQ(paths.ProgramDataRoot(), dir_.Path("made-by-us"));
+  EXPECT_EQ(StorePaths(test_.env, "", "").ProgramDataRoot(), dir_.Path("made-by-us"));
   EXPECT_TRUE(StorePaths::IsDirectory(test_.env, dir_.Path("made-by-us")));
 }
 

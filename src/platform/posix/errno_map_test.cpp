@@ -9,14 +9,12 @@
 namespace q9 {
 namespace {
 
-TEST(ErrnoMapTest, MissingFileIsTwoAndMissingParentFolderIsThree) {
+TEST(ErrnoMapTest, MissingParentFolderIsThreeAndTheTableGivesTheWindowsNumbers) {
   testing::TempDir dir;
   EXPECT_EQ(OsErrorFromErrno(ENOENT, dir.Path("missing.xml")), 2);
   EXPECT_EQ(OsErrorFromErrno(ENOENT, dir.Path("no/missing.xml")), 3);
   EXPECT_EQ(OsErrorFromErrno(ENOENT), 2);
-}
 
-TEST(ErrnoMapTest, TableGivesTheWindowsNumbers) {
   const std::pair<int, OsError> table[] = {
       {0, 0},         {EACCES, 5},        {EPERM, 5},   {EEXIST, 183},    {ENOTEMPTY, 145},
       {ENOSPC, 112},  {EROFS, 19},        {EBUSY, 32},  {ETXTBSY, 32},    {ENAMETOOLONG, 206},
