@@ -203,8 +203,16 @@ OsError CachingFileSystem::DeleteFile(const std::string& path) {
 
 OsError CachingFileSystem::CopyFile(const std::string& from, const std::string& to,
                                     bool overwrite) {
+  std::optional<std::string> bytes;
+  {
+    std::lock_guard lock(mutex_);
+    const Kept* source = Find(from);
+    if (source != nullptr && source->contents && source->contents->error == os_error::kSuccess) {
+      bytes = source->contents->value;
+    }
+  }
   const OsError error = base_.CopyFile(from, to, overwrite);
-  FileWritten(to, error);
+  FileWritten(to, error, bytes);
   return error;
 }
 
@@ -222,7 +230,7 @@ OsError CachingFileSystem::DeleteTree(const std::string& path) {
 
 OsError CachingFileSystem::WriteFileAtomic(const std::string& path, std::string_view contents) {
   const OsError error = base_.WriteFileAtomic(path, contents);
-  FileWritten(path, error);
+  FileWritten(path, error, contents);
   return error;
 }
 
@@ -261,7 +269,8 @@ void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
   }
 }
 
-void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
+void CachingFileSystem::FileWritten(const std::string& path, OsError error,
+                                    std::optional<std::string_view> contents) {
   const std::optional<std::string> key = FoldedKey(path);
   const std::string_view name = BaseName(path);
   if (!key || name.empty()) {
@@ -270,6 +279,16 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error) {
   }
   Forget(path, false);
   std::lock_guard lock(mutex_);
+  // The bytes just written are what the file holds now, under this spelling,
+  // so the reads that usually follow a save or copy need not go to the disk.
+  if (error == os_error::kSuccess && contents && contents->size() <= kLargestKeptFile) {
+    Kept* kept = Find(path);
+    if (kept != nullptr) {
+      kept->contents = Answer<std::string>{os_error::kSuccess, std::string(*contents)};
+      Charge(contents->size());
+      if (kept_.empty()) return;  // over the budget: everything went
+    }
+  }
   std::string parent(ParentPath(*key));
   if (parent.empty()) parent = std::string(1, kPathSeparator);
   const auto folder = kept_.find(parent);

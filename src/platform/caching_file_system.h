@@ -87,7 +87,9 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   // what the file and its folder's time kept, and keeps the folder's
   // listing, with the file added when the write made it. A run that saves
   // or copies file after file into one folder so never lists it again.
-  void FileWritten(const std::string& path, OsError error);
+  // `contents`, when known, are kept as the file's bytes.
+  void FileWritten(const std::string& path, OsError error,
+                   std::optional<std::string_view> contents);
   // The entry kept for `path`, created when missing; nullptr when the path
   // is one the cache does not keep. Valid until the next Find or Charge.
   Kept* Find(const std::string& path);

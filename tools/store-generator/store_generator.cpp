@@ -94,6 +94,12 @@ ResultCode GenerateStore(Env& env, const std::string& sample_store, const std::s
       error = fs.CopyFile(JoinPath(JoinPath(sample_store, "meta"), fixed), JoinPath(meta, fixed), true);
     }
   }
+  // The standard TCP device is made from this one.
+  const char* const tcp = "Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml";
+  if (error == 0) {
+    error = fs.CopyFile(JoinPath(JoinPath(JoinPath(sample_store, "Install"), "DefaultLogdevices"), tcp),
+                        JoinPath(JoinPath(install, "DefaultLogdevices"), tcp), true);
+  }
   const auto write = [&](const std::string& folder, const std::string& name, const std::string& text) {
     if (error == 0) error = fs.WriteFileAtomic(JoinPath(JoinPath(install, folder), name), text);
   };
