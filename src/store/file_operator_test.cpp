@@ -99,11 +99,17 @@ TEST_F(FileOperatorTest, DeleteFilesReportsTheOsErrorOnFailure) {
                            "   failed with: 5\nDeleting file:    failed with: 3\n");
 }
 
-TEST_F(FileOperatorTest, CreateDirSaysDeletedOnSuccessAndGives183ForExisting) {
+TEST_F(FileOperatorTest, CreateDirSaysDeletedOnSuccessAndGives183AndDeleteDirectoryLogsNothing) {
   const std::string folder = dir_.Path("new");
   EXPECT_EQ(files_.CreateDir(log_, folder), PGSP_OK);
   EXPECT_EQ(files_.CreateDir(log_, folder), ERR_CREATE_DIRECTORY_FAILED);
   EXPECT_EQ(files_.CreateDir(log_, dir_.Path("no/parent")), ERR_CREATE_DIRECTORY_FAILED);
+  // DeleteDirectory removes the tree, fails on a missing one and logs nothing.
+  dir_.WriteFile("new/b.xml", "b");
+  EXPECT_EQ(files_.DeleteDirectory(folder), PGSP_OK);
+  EXPECT_FALSE(PathExists(folder));
+  EXPECT_EQ(files_.DeleteDirectory(folder), ERR_DELETE_FAILED);
+  EXPECT_EQ(files_.DeleteDirectory(""), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(log_text_, "Successfully deleted directory: " + folder + "\nCreating directory: " +
                            folder + "   failed with: 183\nCreating directory: " +
                            dir_.Path("no/parent") + "   failed with: 3\n");
@@ -122,15 +128,6 @@ TEST_F(FileOperatorTest, CopyDirectoryLandsUnderItsOwnNameOrTakesTheMissingTarge
   const std::string copied = ">> CopyDirectory\n<< CopyDirectory returns with: 0\n";
   const std::string failed = ">> CopyDirectory\n<< CopyDirectory returns with: 8512\n";
   EXPECT_EQ(log_text_, copied + copied + ">> CopyDirectory\n" + failed + failed);
-}
-
-TEST_F(FileOperatorTest, DeleteDirectoryRemovesTheTreeAndFailsOnMissingOnes) {
-  dir_.WriteFile("files/meta/Boards/b.xml", "b");
-  EXPECT_EQ(files_.DeleteDirectory(paths_.Meta()), PGSP_OK);
-  EXPECT_FALSE(PathExists(paths_.Meta()));
-  EXPECT_EQ(files_.DeleteDirectory(paths_.Meta()), ERR_DELETE_FAILED);
-  EXPECT_EQ(files_.DeleteDirectory(""), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_EQ(log_text_, "");
 }
 
 TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
@@ -155,7 +152,7 @@ TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
   for (const auto& c : cases) EXPECT_EQ(Listing(c.folder, c.enumerate), c.listed) << c.folder;
 }
 
-TEST_F(FileOperatorTest, FailedCopyTracesItsStepsAndTheOsError) {
+TEST_F(FileOperatorTest, PrimitivesTraceTheirStepsAndOutcomesAtTheirLevels) {
   TraceCapture trace;
   const std::string from = dir_.WriteFile("a.xml", "A");
   const std::string to = dir_.WriteFile("b.xml", "B");
@@ -166,10 +163,7 @@ TEST_F(FileOperatorTest, FailedCopyTracesItsStepsAndTheOsError) {
                                       "<< return lRet = 8512"}));
   EXPECT_TRUE(trace.Has("FileOperator", "CopyFiles: ", 128, "<< return lRet = 8512"));
   EXPECT_TRUE(trace.Has("FileOperator", "CopyFiles: ", 8, ">> Start"));
-}
 
-TEST_F(FileOperatorTest, PrimitivesTraceTheirOutcomesAtTheirLevels) {
-  TraceCapture trace;
   const std::string folder = dir_.Path("made");
   ASSERT_EQ(files_.CreateDir(log_, folder), PGSP_OK);
   ASSERT_EQ(files_.CreateDir(log_, folder), ERR_CREATE_DIRECTORY_FAILED);

@@ -41,7 +41,7 @@ TEST(TraceConfigTest, ValuesFollowTheirParsingRules) {
   }
 }
 
-TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputAndSizeOnlyWithSharedMemory) {
+TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputSizeOnlyWithSharedMemoryAndOnlyStringsThatFit) {
   TraceRegistry registry;
   for (const char* kept : {"0", "-400", "many"}) {
     registry.Set("Byte/File", kept);
@@ -66,20 +66,18 @@ TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputAndSizeOnlyWithSharedMemory)
   config.path = "/tmp/";
   config.file_name = "cfgimp";
   EXPECT_EQ(TraceFileBase(config), "/tmp/cfgimp");
-}
 
-TEST(TraceConfigTest, OnlyNonEmptyStringsThatFitTheBufferCount) {
-  TraceRegistry registry;
-  registry.Set("Level", "0x40", RegistryType::kDword);
-  registry.Set("Consult", "30", RegistryType::kExpandString);
-  EXPECT_EQ(ReadTraceConfig(registry).level_mask, 0u);
-  EXPECT_EQ(ReadTraceConfig(registry).consult_seconds, 0u);
-
-  registry.Set("Level", "0x40");
-  registry.Set("Consult", "30");
-  registry.Set("Path", std::string(259, 'p'));      // fits with its terminator
-  registry.Set("FileName", std::string(260, 'f'));  // does not
-  const TraceConfig config = ReadTraceConfig(registry);
+  // Only non-empty strings that fit the buffer count.
+  TraceRegistry strings;
+  strings.Set("Level", "0x40", RegistryType::kDword);
+  strings.Set("Consult", "30", RegistryType::kExpandString);
+  EXPECT_EQ(ReadTraceConfig(strings).level_mask, 0u);
+  EXPECT_EQ(ReadTraceConfig(strings).consult_seconds, 0u);
+  strings.Set("Level", "0x40");
+  strings.Set("Consult", "30");
+  strings.Set("Path", std::string(259, 'p'));      // fits with its terminator
+  strings.Set("FileName", std::string(260, 'f'));  // does not
+  config = ReadTraceConfig(strings);
   EXPECT_EQ(config.level_mask, 0x40u);
   EXPECT_EQ(config.consult_seconds, 30u);
   EXPECT_EQ(config.path.size(), 259u);

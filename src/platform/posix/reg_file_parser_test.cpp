@@ -95,7 +95,7 @@ TEST(RegFileParserTest, ReadsKeysAndValuesIgnoringCase) {
   EXPECT_EQ(hive.FindKey("Software\\Kestrel\\Shared"), nullptr);
 }
 
-TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
+TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnlyAndKeyLinesOfNoLocalMachineKeyDropValues) {
   const RegistryHive hive = Parse(
       "[HKEY_LOCAL_MACHINE\\S\\A]\n\"w\"=\"0\"\n"
       "[HKEY_LOCAL_MACHINE\\S\\A\\B]\n\"x\"=\"1\"\n"
@@ -111,10 +111,9 @@ TEST(RegFileParserTest, DeletingAKeyRemovesItsSubtreeOnly) {
       "[HKEY_LOCAL_MACHINE\\K]\n[-HKEY_LOCAL_MACHINE]\n[HKEY_LOCAL_MACHINE\\L]\n");
   EXPECT_EQ(emptied.FindKey("K"), nullptr);
   EXPECT_NE(emptied.FindKey("L"), nullptr);
-}
 
-TEST(RegFileParserTest, KeyLinesThatNameNoLocalMachineKeyDropTheValuesAfterThem) {
-  const RegistryHive hive = Parse(
+  // Key lines that name no local-machine key drop the values after them.
+  const RegistryHive dropped = Parse(
       "\"early\"=\"before any key\"\n"
       "[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"1\"\n"
       "[ HKEY_LOCAL_MACHINE\\Ignored]\n\"b\"=\"still K\"\n"
@@ -123,9 +122,9 @@ TEST(RegFileParserTest, KeyLinesThatNameNoLocalMachineKeyDropTheValuesAfterThem)
       "[HKEY_LOCAL_MACHINE\\K\\\\L]\n\"e\"=\"empty component\"\n"
       "[HKEY_LOCAL_MACHINEX\\K]\n\"f\"=\"unknown root\"\n"
       "[HKEY_LOCAL_MACHINE\\K]x]junk\n\"g\"=\"last bracket\"\n");
-  EXPECT_EQ(Dump(hive, "K"), "A=1:1;B=1:still K;");
-  EXPECT_EQ(Dump(hive, "K]x"), "G=1:last bracket;");
-  EXPECT_EQ(hive.keys.size(), 2u);  // K and K]x
+  EXPECT_EQ(Dump(dropped, "K"), "A=1:1;B=1:still K;");
+  EXPECT_EQ(Dump(dropped, "K]x"), "G=1:last bracket;");
+  EXPECT_EQ(dropped.keys.size(), 2u);  // K and K]x
 }
 
 // Each file's values of key K, as Dump() shows them.
