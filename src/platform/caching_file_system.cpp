@@ -176,9 +176,14 @@ OsError CachingFileSystem::OpenSequential(const std::string& path,
       return kept->contents->error;
     }
   }
-  // A reader that stops early should not pay for the whole file, so a
-  // stream is not kept.
-  return base_.OpenSequential(path, file);
+  // A small file is read whole and kept, as the whole file is usually read
+  // soon after its first look; a reader that stops early in a large one
+  // should not pay for all of it, so that one is streamed and not kept.
+  std::string contents;
+  const OsError error = ReadFileAtMost(path, kLargestFileReadWholeForAStream, &contents);
+  if (error == os_error::kFileTooLarge) return base_.OpenSequential(path, file);
+  if (error == os_error::kSuccess) *file = std::make_unique<MemorySequentialFile>(std::move(contents));
+  return error;
 }
 
 OsError CachingFileSystem::SetReadOnly(const std::string& path, bool read_only) {

@@ -26,6 +26,8 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
  public:
   // Bytes of larger files are not kept (the template size limit).
   static constexpr uint64_t kLargestKeptFile = 10'000'000;
+  // A stream of a file up to this size is read from the whole file kept.
+  static constexpr uint64_t kLargestFileReadWholeForAStream = 256 << 10;
   // What it keeps in all, roughly; past it everything is dropped.
   static constexpr uint64_t kDefaultBudget = 256ull << 20;
 
