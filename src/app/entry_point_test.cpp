@@ -11,9 +11,6 @@
 namespace q9 {
 namespace {
 
-using testing::TempDir;
-using testing::TestEnv;
-
 class EntryPointTest : public ::testing::Test {
  protected:
   EntryPointTest() {
@@ -31,8 +28,8 @@ class EntryPointTest : public ::testing::Test {
   std::string Log() { return testing::ReadOnlyFileIn(dir_.Path("logs")); }
   std::string LogBody() { return testing::AfterFirstLine(Log()); }
 
-  TempDir dir_;
-  TestEnv test_;
+  testing::TempDir dir_;
+  testing::TestEnv test_;
 };
 
 TEST_F(EntryPointTest, DefaultRunLogsTheWholeStartUpAndItsResult) {

@@ -14,13 +14,10 @@ namespace q9 {
 namespace {
 
 using testing::PathExists;
-using testing::StringFile;
-using testing::TempDir;
-using testing::TestEnv;
 
 class InstallerTest : public ::testing::Test {
  protected:
-  InstallerTest() : log_(test_.env, std::make_unique<StringFile>(&log_text_)) {
+  InstallerTest() : log_(test_.env, std::make_unique<testing::StringFile>(&log_text_)) {
     dir_.MakeDir("data/data");
     dir_.MakeDir("files");
   }
@@ -45,8 +42,8 @@ class InstallerTest : public ::testing::Test {
     ASSERT_EQ(test_.env.files().SetReadOnly(dir_.WriteFile(relative, "x"), true), 0);
   }
 
-  TempDir dir_;
-  TestEnv test_;
+  testing::TempDir dir_;
+  testing::TestEnv test_;
   std::string log_text_;
   InstallLog log_;
 };

@@ -10,11 +10,6 @@
 namespace q9 {
 namespace {
 
-using testing::PathExists;
-using testing::StringFile;
-using testing::TempDir;
-using testing::TestEnv;
-
 int32_t ReturnsZero() { return 0; }
 int32_t ReturnsSeventeen() { return 17; }
 
@@ -26,7 +21,7 @@ constexpr char kTcpTemplate[] =
 
 class LogDevicesTest : public ::testing::Test {
  protected:
-  LogDevicesTest() : log_(env_, std::make_unique<StringFile>(&log_text_)) {
+  LogDevicesTest() : log_(env_, std::make_unique<testing::StringFile>(&log_text_)) {
     dir_.MakeDir("data/data");
     dir_.MakeDir("files/meta/DefaultLogDevices");
     log_text_.clear();  // the log's dated first line
@@ -53,8 +48,8 @@ class LogDevicesTest : public ::testing::Test {
     return read == PGSP_OK ? value : "<" + std::to_string(read) + ">";
   }
 
-  TempDir dir_;
-  TestEnv test_;
+  testing::TempDir dir_;
+  testing::TestEnv test_;
   testing::FakeLibraries& libraries_ = test_.libraries;
   Env& env_ = test_.env;
   std::string log_text_;
@@ -140,7 +135,7 @@ TEST_F(LogDevicesTest, StandardDeviceFailsWithTheCopyCodeOrAtTheFirstFlagWithout
   EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 8512\n"
                                   "<< CreateAllLogdevices returns with: 8512\n"))
       << log_text_;
-  EXPECT_FALSE(PathExists(dir_.Path("data/data/LogDevices/CP TCP-Std.xml")));
+  EXPECT_FALSE(testing::PathExists(dir_.Path("data/data/LogDevices/CP TCP-Std.xml")));
 
   dir_.WriteFile("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml",
                  "<LogDevice xmlns=\"urn:ld\"><DeviceHeader/></LogDevice>");

@@ -9,8 +9,6 @@ namespace q9 {
 namespace {
 
 using testing::ReadText;
-using testing::StringFile;
-using testing::TempDir;
 using testing::TestEnv;
 
 // The test clock stands at 2027-01-15 08:00:00.
@@ -22,7 +20,7 @@ TEST(InstallLogTest, FragmentsRunTogetherOnOneLineAfterTheFirstLine) {
   EXPECT_EQ(InstallLog::TimeStamp(test.env), "2027-01-15.08.00.00");
   std::string text;
   {
-    InstallLog log(test.env, std::make_unique<StringFile>(&text));
+    InstallLog log(test.env, std::make_unique<testing::StringFile>(&text));
     log.Write("Setting ProgDataPath to: ", "/var/x");
     log.Write("a", "b", "c");
     log.Write("Deleting file: ", "/f.xml", "   failed with: ", "5");
@@ -33,7 +31,7 @@ TEST(InstallLogTest, FragmentsRunTogetherOnOneLineAfterTheFirstLine) {
 }
 
 TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStandsEvenWhenMissing) {
-  TempDir dir;
+  testing::TempDir dir;
   TestEnv test;
   test.process.variables["AutInstLog"] = dir.MakeDir("logs") + "/";
   {

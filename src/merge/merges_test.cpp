@@ -16,7 +16,6 @@ namespace q9 {
 namespace {
 
 using testing::ReadText;
-using testing::TempDir;
 
 constexpr char kBase[] = "http://www.kestrel.example/Automation/Corvane.Device.Driver";
 const std::string kInstall = std::string(Q9_SAMPLE_STORE) + "/Install/DefaultLogdevices/";
@@ -62,7 +61,7 @@ class MergesTest : public ::testing::Test {
   XmlContext xml_{test_env_.env};
   std::string log_text_;
   InstallLog log_{test_env_.env, std::make_unique<testing::StringFile>(&log_text_)};
-  TempDir dir_;
+  testing::TempDir dir_;
 };
 
 TEST_F(MergesTest, ExtensionAddsToItsBaseWithoutOverwriting) {

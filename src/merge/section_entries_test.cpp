@@ -8,7 +8,6 @@ namespace q9 {
 namespace {
 
 using testing::ReadText;
-using testing::TempDir;
 
 constexpr char kDevNs[] = "http://www.kestrel.example/Automation/Corvane.Device.Driver/LogDevice";
 
@@ -35,7 +34,7 @@ class SectionEntriesTest : public ::testing::Test {
   }
 
   XmlContext xml_{Env::Default()};
-  TempDir dir_;
+  testing::TempDir dir_;
 };
 
 TEST_F(SectionEntriesTest, ReadersCountEveryChildBeforeTheWantedIndex) {

@@ -12,10 +12,8 @@
 namespace q9 {
 namespace {
 
-using testing::FaultInjectionFileSystem;
 using testing::PathExists;
 using testing::ReadText;
-using testing::TempDir;
 
 // The names of `entries`, folders' with a trailing "/".
 std::vector<std::string> Names(const std::vector<DirEntry>& entries) {
@@ -40,7 +38,7 @@ std::vector<std::string> DiskNames(const std::string& folder) {
 std::unique_ptr<FileSystem> Make(const std::string& name, FileSystem& real) {
   if (name == "Caching") return std::make_unique<CachingFileSystem>(real);
   if (name == "Posix") return std::make_unique<PosixFileSystem>();
-  auto files = std::make_unique<FaultInjectionFileSystem>(real);
+  auto files = std::make_unique<testing::FaultInjectionFileSystem>(real);
   files->FailFrom(1000, os_error::kDiskFull);  // far beyond any test's operations
   return files;
 }
@@ -54,7 +52,7 @@ class FileSystemContractTest : public ::testing::TestWithParam<std::string> {
     return fs_.GetFileInfo(path, &info) == 0 && info.read_only;
   }
 
-  TempDir dir_;
+  testing::TempDir dir_;
   PosixFileSystem real_;
   std::unique_ptr<FileSystem> owned_;
   FileSystem& fs_;

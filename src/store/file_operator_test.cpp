@@ -12,21 +12,16 @@
 namespace q9 {
 namespace {
 
-using testing::BoardXml;
 using testing::LogDeviceXml;
 using testing::LogNameXml;
 using testing::PathExists;
-using testing::ProtocolXml;
 using testing::ReadText;
-using testing::StringFile;
-using testing::TempDir;
-using testing::TestEnv;
 using testing::TraceCapture;
 
 class FileOperatorTest : public ::testing::Test {
  protected:
   FileOperatorTest()
-      : log_(test_.env, std::make_unique<StringFile>(&log_text_)),
+      : log_(test_.env, std::make_unique<testing::StringFile>(&log_text_)),
         paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
         files_(test_.env, xml_, paths_) {
     log_text_.clear();  // drop the first line
@@ -51,8 +46,8 @@ class FileOperatorTest : public ::testing::Test {
     std::filesystem::copy(testing::SampleStore() + "/Schemes", dir_.MakeDir("files/Schemes"));
   }
 
-  TempDir dir_;
-  TestEnv test_;
+  testing::TempDir dir_;
+  testing::TestEnv test_;
   XmlContext xml_{test_.env};
   std::string log_text_;
   InstallLog log_;
@@ -310,9 +305,10 @@ TEST_F(FileOperatorTest, CheckSchemesWantsExactlyOneSchemaOfEachKind) {
 class TemplateRemovalTest : public FileOperatorTest {
  protected:
   TemplateRemovalTest() {
-    Store("meta/Protocols/Automation-OnlineAccess-PT-TCPIP.xml", ProtocolXml(R"(Name="TCPIP")"));
+    Store("meta/Protocols/Automation-OnlineAccess-PT-TCPIP.xml",
+          testing::ProtocolXml(R"(Name="TCPIP")"));
     Store("meta/Boards/x-Automation-OnlineAccess-BT-CL1613.xml",
-          BoardXml(R"(DeviceID="CL1613" CP_TYPE="H1")"));
+          testing::BoardXml(R"(DeviceID="CL1613" CP_TYPE="H1")"));
     Store("meta/DefaultLogDevices/Automation-OnlineAccess-LDT-CL1613.H1.xml",
           LogDeviceXml(R"(DeviceID="CL1613" CP_TYPE="H1")", "CL1613.H1"));
     Device("a.xml", R"(DeviceID="CL1613" CP_TYPE="TCPIP")", "CL1613.TCPIP");

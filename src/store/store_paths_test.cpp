@@ -10,7 +10,6 @@ namespace {
 
 using testing::PathExists;
 using testing::TempDir;
-using testing::TestEnv;
 
 constexpr const char* kKey = "SOFTWARE\\Kestrel\\Shared Tools\\Q9NET64";
 
@@ -21,7 +20,7 @@ class StorePathsTest : public ::testing::Test {
     test_.folders.program_files = dir_.MakeDir("common");
   }
   TempDir dir_;
-  TestEnv test_;
+  testing::TestEnv test_;
 };
 
 TEST_F(StorePathsTest, ExistingArgumentsWinButOnesWithALeadingEqualsFallThroughToTheRegistry) {

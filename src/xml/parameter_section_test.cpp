@@ -15,7 +15,6 @@ namespace {
 
 using testing::HasTrace;
 using testing::ReadText;
-using testing::TempDir;
 
 constexpr int32_t kBindings = static_cast<int32_t>(ParameterSection::kBindings);
 constexpr int32_t kNdi = static_cast<int32_t>(ParameterSection::kNdi);
@@ -38,7 +37,7 @@ class ParameterSectionTest : public ::testing::Test {
   }
   Env& env_ = Env::Default();
   XmlContext xml_{env_};
-  TempDir dir_;
+  testing::TempDir dir_;
 };
 
 TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheNameOrFails) {

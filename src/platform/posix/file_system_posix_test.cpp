@@ -19,7 +19,6 @@ namespace q9 {
 namespace {
 
 using testing::ReadText;
-using testing::TempDir;
 
 mode_t Mode(const std::string& path) {
   struct stat st;
@@ -28,7 +27,7 @@ mode_t Mode(const std::string& path) {
 
 class PosixFileSystemTest : public ::testing::Test {
  protected:
-  TempDir dir_;
+  testing::TempDir dir_;
   PosixFileSystem fs_;
 };
 

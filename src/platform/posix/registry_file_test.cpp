@@ -12,8 +12,6 @@
 namespace q9 {
 namespace {
 
-using testing::TempDir;
-
 constexpr char kTrcParams[] =
     "Windows Registry Editor Version 5.00\n\n"
     "[HKEY_LOCAL_MACHINE\\Software\\KESTREL\\TELAN\\TrcParams]\n"
@@ -32,7 +30,7 @@ class RegistryFileTest : public ::testing::Test {
   }
 
   PosixFileSystem files_;
-  TempDir dir_;
+  testing::TempDir dir_;
 };
 
 TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCase) {
