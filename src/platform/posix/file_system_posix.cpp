@@ -212,6 +212,17 @@ const char kPathSeparator = '/';
 
 std::string PosixFileSystem::Resolve(const std::string& path) {
   if (path.empty() || Exists(path)) return path;
+  // Every prefix of a path that exists as spelled exists too, so the longest
+  // such prefix is looked for from the end, where spellings usually differ,
+  // and kept without asking again.
+  size_t existing = 0;
+  for (size_t end = path.rfind('/'); end != std::string::npos && end > 0;
+       end = path.rfind('/', end - 1)) {
+    if (Exists(path.substr(0, end))) {
+      existing = end;
+      break;
+    }
+  }
   std::string resolved = path.starts_with('/') ? "/" : "";
   size_t pos = resolved.size();
   while (pos <= path.size()) {
@@ -223,7 +234,7 @@ std::string PosixFileSystem::Resolve(const std::string& path) {
     std::string candidate = resolved.empty() || resolved.ends_with('/')
                                 ? resolved + component
                                 : resolved + '/' + component;
-    if (!Exists(candidate)) {
+    if (end > existing && !Exists(candidate)) {
       std::string match;
       if (component != "." && component != ".." && FindIgnoringCase(resolved, component, &match)) {
         candidate = resolved.empty() || resolved.ends_with('/') ? resolved + match
