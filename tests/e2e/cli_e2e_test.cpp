@@ -26,9 +26,14 @@ class CliTest : public ::testing::Test {
   std::string data_;
 };
 
-TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
+// Q9_REGISTRY_FILE names the file that holds the roots; without a usable one
+// the roots lie below the folders that Q9_COMMON_FILES and Q9_COMMON_APPDATA
+// stand for. AutInstLog names the log's folder.
+TEST_F(CliTest, RootsComeFromTheRegistryFileElseFromTheCommonFoldersAndTheLogCarriesTheTime) {
   runner_.WriteStoreRegistry(files_, data_);
-  runner_.Run({"-u"});
+  EXPECT_EQ(runner_.Run({"-u"}), 0);
+  EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + files_)) << runner_.Log();
+  EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + data_));
   const auto entry = *std::filesystem::directory_iterator(runner_.dir().Path("logs"));
   const std::string name = entry.path().filename().string();
   EXPECT_TRUE(std::regex_match(name, std::regex(R"(q9cfgImp64x_\d{4}-\d\d-\d\d\.\d\d\.\d\d\.\d\d\.log)")))
@@ -41,16 +46,7 @@ TEST_F(CliTest, LogFileNameAndFirstLineCarryTheStartTime) {
   const std::string first_line_stamp = log.substr(44, log.find('\n') - 44);
   EXPECT_EQ(first_line_stamp.size(), 19u);
   EXPECT_LE(stamp, first_line_stamp);
-}
 
-// Q9_REGISTRY_FILE names the file that holds the roots; without a usable one
-// the roots lie below the folders that Q9_COMMON_FILES and Q9_COMMON_APPDATA
-// stand for.
-TEST_F(CliTest, RootsComeFromTheRegistryFileElseFromTheCommonFolders) {
-  runner_.WriteStoreRegistry(files_, data_);
-  EXPECT_EQ(runner_.Run({"-u"}), 0);
-  EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + files_)) << runner_.Log();
-  EXPECT_TRUE(LogHas("Setting ProgDataPath to: " + data_));
   runner_.WriteRegistry(std::string(70000, '['));
   EXPECT_EQ(runner_.Run({"-u"}), 0);
   const std::string roots = "/Kestrel/Automation/Corvane OAM";

@@ -75,7 +75,7 @@ class ImportUpdateTest : public ::testing::Test {
   std::string store_;
 };
 
-TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSet) {
+TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSetInAnyLetterCase) {
   Import();
   EXPECT_EQ(FilesIn("meta/DefaultLogDevices"), kMergedDefaultLogDevices);
   EXPECT_EQ(FilesIn("meta/Protocols").size(), 3u);
@@ -108,10 +108,8 @@ TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSet) {
                          "data/LogDevices/CL1613.H1.xml"}) {
     EXPECT_EQ(Occurrences(Read(h1), "SubdevName=\"PNIO\""), 1u) << h1;
   }
-}
 
-TEST_F(ImportUpdateTest, UpdateMergesDevicesCreatedInOtherLetterCase) {
-  Import();
+  // A device the library creates in other letter case is merged too.
   SetValue("data/LogDevices/Loomnet.ISO.xml", "ConnectTimeout", "12");
   // Lower case keeps ".xml" in the name; an upper-case ".XML" would get the
   // file-name rule's ".xml" appended by the readers and merge nothing.
