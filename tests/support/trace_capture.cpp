@@ -1,38 +1,11 @@
 #include "trace_capture.h"
 
-#include <cstdlib>
+#include <regex>
+#include <sstream>
 
 #include "trace/trace_client.h"
 
 namespace q9::testing {
-namespace {
-
-// One short-layout record: "time level IMP process module(file:line)
-// function message", the function label ending in ": ".
-bool ParseShortRecord(std::string_view record, TraceLine* line) {
-  size_t pos = 0;
-  std::string_view fields[5];
-  for (std::string_view& field : fields) {
-    const size_t blank = record.find(' ', pos);
-    if (blank == std::string_view::npos) return false;
-    field = record.substr(pos, blank - pos);
-    pos = blank + 1;
-  }
-  const std::string_view site = fields[4];
-  line->module = std::string(site.substr(0, site.find('(')));
-  line->level = static_cast<uint32_t>(std::strtoul(std::string(fields[1].substr(1)).c_str(),
-                                                   nullptr, 16));
-  const std::string_view rest = record.substr(pos);
-  const size_t label_end = rest.find(": ");
-  if (label_end == std::string_view::npos) return false;
-  line->function = std::string(rest.substr(0, label_end + 2));
-  // The layout puts one blank between the label and the message.
-  const std::string_view message = rest.substr(label_end + 2);
-  line->text = std::string(message.starts_with(' ') ? message.substr(1) : message);
-  return true;
-}
-
-}  // namespace
 
 TraceCapture::TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_env_) {
   Configure();
@@ -48,17 +21,16 @@ void TraceCapture::Configure() {
 TraceCapture::~TraceCapture() { TraceClient::Stop(); }
 
 std::vector<TraceLine> TraceCapture::Lines() const {
+  // "time level IMP process module(file:line) function message": the function
+  // label ends in ": ", and one blank stands between it and the message.
+  static const std::regex record(R"(\S+ L([0-9A-F]+) \S+ \S+ ([^(]*)\(\S*\) (.*?: ) ?(.*))");
   std::vector<TraceLine> lines;
-  const std::string& output = env_.process.debug_output;
-  size_t start = 0;
-  while (start < output.size()) {
-    size_t end = output.find('\n', start);
-    if (end == std::string::npos) end = output.size();
-    TraceLine line;
-    if (ParseShortRecord(std::string_view(output).substr(start, end - start), &line)) {
-      lines.push_back(std::move(line));
-    }
-    start = end + 1;
+  std::istringstream output(env_.process.debug_output);
+  std::smatch field;
+  for (std::string text; std::getline(output, text);) {
+    if (!std::regex_match(text, field, record)) continue;
+    const auto level = static_cast<uint32_t>(std::stoul(field[1], nullptr, 16));
+    lines.push_back({field[2], field[3], level, field[4]});
   }
   return lines;
 }
