@@ -19,15 +19,14 @@ constexpr int32_t kSpareSection = static_cast<int32_t>(ParameterSection::kSpareS
 // A parameter of SpareSection that one of the sections 0 to 4 also holds
 // leaves SpareSection; the other copy stays.
 void RemoveSpareDuplicates(TemplateDocument& target) {
-  std::vector<ParameterEntry> elsewhere;
-  for (int32_t section = 0; section < kSpareSection; ++section) {
-    const std::vector<ParameterEntry> entries = SectionParameters(target, section);
-    elsewhere.insert(elsewhere.end(), entries.begin(), entries.end());
-  }
-  for (const ParameterEntry& spare : SectionParameters(target, kSpareSection)) {
-    const bool duplicate =
-        std::any_of(elsewhere.begin(), elsewhere.end(), [&](const ParameterEntry& entry) {
-          return EqualsIgnoreCase(entry.name, spare.name);
+  const AllSections sections = AllSectionParameters(target);
+  const std::vector<ParameterEntry>& spares = sections[kSpareSection];
+  for (const ParameterEntry& spare : spares) {
+    const bool duplicate = std::any_of(
+        sections.begin(), sections.begin() + kSpareSection, [&](const auto& entries) {
+          return std::any_of(entries.begin(), entries.end(), [&](const ParameterEntry& entry) {
+            return EqualsIgnoreCase(entry.name, spare.name);
+          });
         });
     if (!duplicate) continue;
     (void)DeleteSectionParameter(target, kSpareSection, spare.name);

@@ -42,9 +42,10 @@ bool VersionsAllowMerge(long new_major, long new_minor, long old_major, long old
 
 // The backed-up value of every parameter wins; parameters that only the new
 // file has stay as they are.
-void CarryOverSection(const TemplateDocument& backed_up, TemplateDocument& fresh, int32_t section) {
+void CarryOverSection(const std::vector<ParameterEntry>& backed_up, TemplateDocument& fresh,
+                      int32_t section) {
   const std::vector<ParameterEntry> fresh_entries = SectionParameters(fresh, section);
-  for (const ParameterEntry& old : SectionParameters(backed_up, section)) {
+  for (const ParameterEntry& old : backed_up) {
     const ParameterEntry* found = nullptr;
     for (const ParameterEntry& entry : fresh_entries) {
       if (EqualsIgnoreCase(entry.name, old.name)) {
@@ -85,6 +86,7 @@ void CarryOver(XmlContext& xml, const std::string& new_file, const std::string& 
     WarnOfReset(xml.env(), std::string(BaseName(backed_up_file)));
     return;
   }
+  const AllSections backed_up_sections = AllSectionParameters(backed_up);
   for (const ParameterSection section : {ParameterSection::kLocalSettings,
                                          ParameterSection::kNetworkSettings,
                                          ParameterSection::kNdi, ParameterSection::kSpareSection}) {
@@ -93,7 +95,8 @@ void CarryOver(XmlContext& xml, const std::string& new_file, const std::string& 
     } else if (section == ParameterSection::kSpareSection) {
       Q9_TRACE(kSite, trace_level::kProgress, "Merge SpareSection...");
     }
-    CarryOverSection(backed_up, fresh, static_cast<int32_t>(section));
+    CarryOverSection(backed_up_sections[static_cast<size_t>(section)], fresh,
+                     static_cast<int32_t>(section));
   }
   SaveMergeTarget(xml, fresh, kSite);
 }

@@ -74,8 +74,8 @@ ResultCode Merger::ValidateValues(const std::string& path, TemplateDocument* doc
   TemplateDocument own;
   if (document == nullptr) document = &own;
   if (LoadTemplate(files_.xml(), path, document) == PGSP_OK) {
-    for (int32_t section = 0; section <= 7; ++section) {
-      for (const ParameterEntry& entry : SectionParameters(*document, section)) {
+    for (const std::vector<ParameterEntry>& section : AllSectionParameters(*document)) {
+      for (const ParameterEntry& entry : section) {
         keys.push_back(entry.name + "&&" + entry.value + "&&" + entry.kind);
       }
     }

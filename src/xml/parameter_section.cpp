@@ -305,6 +305,25 @@ std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
   return entries;
 }
 
+AllSections AllSectionParameters(const TemplateDocument& document) {
+  static_assert(std::tuple_size_v<AllSections> == kSectionNames.size());
+  AllSections sections;
+  if (!document.loaded()) return sections;
+  const xmlNode* root = document.root();
+  for (xmlNode* element = NextElementInDocumentOrder(root, root); element != nullptr;
+       element = NextElementInDocumentOrder(element, root)) {
+    const std::string_view name = LocalName(element);
+    for (size_t index = 0; index < kSectionNames.size(); ++index) {
+      if (!EqualsIgnoreCase(name, kSectionNames[index])) continue;
+      for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
+        if (IsParameterKind(child)) sections[index].push_back(EntryOf(child));
+      }
+      break;
+    }
+  }
+  return sections;
+}
+
 ResultCode GetSectionParameter(XmlContext& xml, const std::string& path, int32_t section_index,
                                int32_t parameter_index, std::string* name, std::string* value,
                                std::string* kind) {

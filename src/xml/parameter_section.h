@@ -6,6 +6,7 @@
 // are its name and value. Names of elements are compared by local name.
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -72,6 +73,11 @@ const char* SectionElementName(int32_t index);
 // Nothing for a document that is not loaded.
 std::vector<ParameterEntry> SectionParameters(const TemplateDocument& document,
                                               int32_t section_index);
+
+// SectionParameters of the sections 0 to 7, by index, from one walk of the
+// document: for code that reads several sections before it changes any.
+using AllSections = std::array<std::vector<ParameterEntry>, 8>;
+AllSections AllSectionParameters(const TemplateDocument& document);
 
 // Sets the value of the parameter `name` (ignoring case) of kind `type` (see
 // CheckParameterValue) in the section elements named exactly after

@@ -45,7 +45,8 @@ TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheNameOrFails) {
       "t.xml",
       "<Dev>\n"
       "  <Bindings><Parameter><Name>A</Name><Value>1</Value></Parameter>\n"
-      "    <Subdevices/><ParameterInt><Name>B</Name><Value>x</Value><Value>2</Value></ParameterInt>"
+      "    <Subdevices/><NDI><Parameter><Name>E</Name><Value>5</Value></Parameter></NDI>\n"
+      "    <ParameterInt><Name>B</Name><Value>x</Value><Value>2</Value></ParameterInt>"
       "<parameter><Name>skipped</Name></parameter></Bindings>\n"
       "  <Group><bindings><ParameterBool><Name>C</Name></ParameterBool>"
       "<Parameter><Value>4</Value><Name>D</Name></Parameter></bindings></Group>\n"
@@ -54,13 +55,24 @@ TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheNameOrFails) {
             "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 #259");
   TemplateDocument held;
   ASSERT_EQ(TemplateDocument::Load(xml_, path, &held), PGSP_OK);
-  std::string listed;
-  for (const ParameterEntry& entry : SectionParameters(held, kBindings)) {
-    listed += entry.kind + ":" + entry.name + "=" + entry.value + " ";
-  }
-  EXPECT_EQ(listed, "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 ");
+  const auto listed = [](const std::vector<ParameterEntry>& entries) {
+    std::string text;
+    for (const ParameterEntry& entry : entries) {
+      text += entry.kind + ":" + entry.name + "=" + entry.value + " ";
+    }
+    return text;
+  };
+  EXPECT_EQ(listed(SectionParameters(held, kBindings)),
+            "Parameter:A=1 ParameterInt:B=2 ParameterBool:C= Parameter:D=4 ");
   EXPECT_TRUE(SectionParameters(held, 8).empty());
-  EXPECT_EQ(Enumerate(path, kNdi), "#259");
+  // One walk over all sections, a section inside another included, gives
+  // what each section's own walk gives.
+  const AllSections all = AllSectionParameters(held);
+  EXPECT_EQ(listed(all[kNdi]), "Parameter:E=5 ");
+  for (int32_t section = 0; section < 8; ++section) {
+    EXPECT_EQ(listed(all[section]), listed(SectionParameters(held, section))) << section;
+  }
+  EXPECT_EQ(Enumerate(path, kSpare), "#259");
   EXPECT_EQ(Enumerate(path, 8), "#259");
 
   std::string value, kind;
