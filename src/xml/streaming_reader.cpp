@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 #include "platform/path.h"
 #include "trace/trace.h"
@@ -110,6 +111,19 @@ class TemplateStream {
     return true;
   }
 
+  // The qualified names of the current element's attributes, namespace
+  // declarations included.
+  std::vector<std::string> AttributeNames() const {
+    std::vector<std::string> names;
+    for (int at = xmlTextReaderMoveToFirstAttribute(reader_.get()); at == 1;
+         at = xmlTextReaderMoveToNextAttribute(reader_.get())) {
+      const xmlChar* name = xmlTextReaderConstName(reader_.get());
+      if (name != nullptr) names.emplace_back(FromXml(name));
+    }
+    xmlTextReaderMoveToElement(reader_.get());
+    return names;
+  }
+
   // All text inside the current element, which the reader then stands at the
   // end of. Text arrives split over text, CDATA and white-space nodes.
   bool ReadElementText(std::string* text) {
@@ -209,7 +223,8 @@ ResultCode RunLookUp(XmlContext& xml, const std::string& path, Search search) {
 }  // namespace
 
 ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
-                             const std::string& attribute_name, std::string* value) {
+                             const std::string& attribute_name, std::string* value,
+                             std::map<std::string, std::string>* attributes) {
   constexpr TraceSite kSite{"q9xmlHelper", "ReadRootAttribute: "};
   Q9_TRACE(kSite, trace_level::kEntry, ">> Start");
   // An empty attribute name is no bad argument; it simply names nothing (8513).
@@ -218,6 +233,14 @@ ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
   const auto first_element_attribute = [&](TemplateStream& stream) -> ResultCode {
     while (stream.Next()) {
       if (!stream.AtElement()) continue;
+      if (attributes != nullptr) {
+        attributes->clear();
+        for (const std::string& name : stream.AttributeNames()) {
+          // Namespace declarations are attributes to the reader, not plain names.
+          if (name.find(':') != std::string::npos || name == "xmlns") continue;
+          (void)stream.Attribute(name, &(*attributes)[name]);
+        }
+      }
       return stream.Attribute(attribute_name, value) ? PGSP_OK : kStreamValueNotFound;
     }
     return kStreamValueNotFound;

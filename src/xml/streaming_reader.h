@@ -2,6 +2,7 @@
 // instead of building a document, and stop at the first match.
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "platform/result_code.h"
@@ -16,8 +17,12 @@ namespace q9 {
 // document has no element, has no such attribute on it (an empty name names
 // none), is malformed before
 // its first element, or declares a document type.
+// With `attributes` given, it also receives every attribute of that element
+// whose name has no prefix, as this call would read each of them (nothing
+// when the element is not reached).
 [[nodiscard]] ResultCode ReadRootAttribute(XmlContext& xml, const std::string& path,
-                                           const std::string& attribute_name, std::string* value);
+                                           const std::string& attribute_name, std::string* value,
+                                           std::map<std::string, std::string>* attributes = nullptr);
 
 // Looks up one parameter: in the elements named `section` ("" means
 // "SpareSection"; exact local name, any namespace), anywhere in the document

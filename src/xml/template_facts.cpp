@@ -39,26 +39,29 @@ bool SameStamp(const FileInfo& a, const FileInfo& b) {
 
 }  // namespace
 
-template <typename Read>
+template <typename Derive, typename Read>
 ResultCode TemplateFacts::Lookup(const std::string& path, const std::string& key,
-                                 const char* label, std::string* value, Read read) {
+                                 const char* label, std::string* value, Derive derive, Read read) {
   FileInfo stamp;
   if (path.empty() || value == nullptr ||
       xml_.env().files().GetFileInfo(ApplyFileNameRule(path), &stamp) != os_error::kSuccess) {
-    return read();
+    File unkept;
+    return read(unkept);
   }
   File& file = files_[FoldedPath(path)];
   if (file.path != path || !SameStamp(file.stamp, stamp)) {
-    file.path = path;
-    file.stamp = stamp;
-    file.facts.clear();
+    file = File{path, stamp, {}, {}};
   }
-  const auto known = file.facts.find(key);
+  auto known = file.facts.find(key);
   if (known == file.facts.end()) {
-    const ResultCode result = read();
-    // A file that could not be opened may be readable next time.
-    if (result != PGSP_ERR_CANT_LOAD_XML_FILE) file.facts.emplace(key, Fact{result, *value});
-    return result;
+    if (std::optional<Fact> derived = derive(file)) {
+      known = file.facts.emplace(key, std::move(*derived)).first;
+    } else {
+      const ResultCode result = read(file);
+      // A file that could not be opened may be readable next time.
+      if (result != PGSP_ERR_CANT_LOAD_XML_FILE) file.facts.emplace(key, Fact{result, *value});
+      return result;
+    }
   }
   // The records the reader would have written, so the trace reads the same.
   const TraceSite site{"q9xmlHelper", label};
@@ -178,15 +181,33 @@ uint32_t TemplateFacts::KeyOf(FolderIndex& index, const std::string& name,
 
 ResultCode TemplateFacts::RootAttribute(const std::string& path, const std::string& attribute,
                                         std::string* value) {
-  return Lookup(path, attribute, "ReadRootAttribute: ", value,
-                [&] { return ReadRootAttribute(xml_, path, attribute, value); });
+  // One read of the first element answers for all its plain attributes: a
+  // file's identity and versions are asked for one attribute at a time.
+  const bool plain = attribute.find(':') == std::string::npos && attribute != "xmlns";
+  return Lookup(
+      path, attribute, "ReadRootAttribute: ", value,
+      [&](const File& file) -> std::optional<Fact> {
+        if (!plain || !file.root) return std::nullopt;
+        const auto found = file.root->find(attribute);
+        return found == file.root->end() ? Fact{kStreamValueNotFound, ""}
+                                         : Fact{PGSP_OK, found->second};
+      },
+      [&](File& file) {
+        std::map<std::string, std::string> attributes;
+        const ResultCode result =
+            ReadRootAttribute(xml_, path, attribute, value, plain ? &attributes : nullptr);
+        if (plain && result != PGSP_ERR_CANT_LOAD_XML_FILE) file.root = std::move(attributes);
+        return result;
+      });
 }
 
 ResultCode TemplateFacts::ParameterValue(const std::string& path, const std::string& section,
                                          const std::string& parameter, std::string* value) {
   // '\n' cannot occur in an attribute name, so the keys of the two kinds never meet.
-  return Lookup(path, section + '\n' + parameter, "ReadParameterValue: ", value,
-                [&] { return ReadParameterValue(xml_, path, section, parameter, value); });
+  return Lookup(
+      path, section + '\n' + parameter, "ReadParameterValue: ", value,
+      [](const File&) -> std::optional<Fact> { return std::nullopt; },
+      [&](File&) { return ReadParameterValue(xml_, path, section, parameter, value); });
 }
 
 }  // namespace q9

@@ -6,7 +6,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -74,10 +76,14 @@ class TemplateFacts {
     std::string path;  // as spelled when read; another spelling reads anew
     FileInfo stamp;
     std::unordered_map<std::string, Fact> facts;  // by look-up key
+    // The plain attributes of the first element, once a read has seen them.
+    std::optional<std::map<std::string, std::string>> root;
   };
-  template <typename Read>
+  // Answers `key` from `file` when known; else from derive(file) when that
+  // knows it; else by read(file), which may note more in `file`.
+  template <typename Derive, typename Read>
   ResultCode Lookup(const std::string& path, const std::string& key, const char* label,
-                    std::string* value, Read read);
+                    std::string* value, Derive derive, Read read);
 
   // The files of one folder by identity. Built from a listing and the facts,
   // and brought up to date when the listing is another one or grew (the

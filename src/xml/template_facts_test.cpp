@@ -44,7 +44,8 @@ class TemplateFactsTest : public ::testing::Test {
 
 TEST_F(TemplateFactsTest, AnswersAsTheReadersDoTheFirstTimeAndAfterwards) {
   const std::string device =
-      "<LogDevice DeviceID=\"A\" Extension=\"\"><DeviceHeader><Parameter><Name>DeviceName</Name>"
+      "<LogDevice xmlns=\"urn:d\" xmlns:p=\"urn:p\" DeviceID=\"A\" Extension=\"\" p:Extra=\"e\">"
+      "<DeviceHeader><Parameter><Name>DeviceName</Name>"
       "<Value>N</Value></Parameter></DeviceHeader></LogDevice>";
   const std::string files[] = {
       dir_.WriteFile("d.xml", device),
@@ -57,7 +58,8 @@ TEST_F(TemplateFactsTest, AnswersAsTheReadersDoTheFirstTimeAndAfterwards) {
       "",
   };
   for (const std::string& file : files) {
-    for (const char* attribute : {"DeviceID", "CP_TYPE", "Extension", ""}) {
+    // One read answers for all plain attributes; the others are read.
+    for (const char* attribute : {"DeviceID", "CP_TYPE", "Extension", "xmlns", "p:Extra", ""}) {
       const Answer expected = Read(file, attribute);
       EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
       EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
