@@ -57,7 +57,8 @@ TEST_F(StorePathsTest, RootIsTheRegistryFolderIfItExistsAndFitsElseTheKnownFolde
     EXPECT_EQ(StorePaths(test_.env, "", file).ProgramFilesRoot(), root) << value;
   }
   EXPECT_FALSE(PathExists(dir_.Path("gone")));
-  test_.registry.SetDword(kKey, "Corvane_Oam_Data", 7);
+  test_.registry.Set(kKey, "Corvane_Oam_Data",
+                     RegistryValue{RegistryType::kDword, "", {7, 0, 0, 0}});
   EXPECT_EQ(StorePaths(test_.env, "", "").ProgramDataRoot(),
             dir_.Path("appdata/Kestrel/Automation/Corvane OAM"));
 }

@@ -60,7 +60,7 @@ TEST_F(StreamingReaderTest, RootAttributeOfTheFirstElement) {
             PGSP_ERR_INVALID_PARAMETERS);
 }
 
-TEST_F(StreamingReaderTest, ParameterBySectionAndName) {
+TEST_F(StreamingReaderTest, ParameterBySectionAndNameInAnyDocumentShape) {
   const std::string xml =
       "<Dev xmlns=\"urn:x\">\n"
       "  <Ndi><ParameterBool><Name>hidden</Name><Value>true</Value></ParameterBool></Ndi>\n"
@@ -82,12 +82,11 @@ TEST_F(StreamingReaderTest, ParameterBySectionAndName) {
   EXPECT_EQ(Lookup(valueless, "Ndi", "A"), "second");
   EXPECT_EQ(Lookup("<Dev><Ndi><Parameter><Name>A</Name></Parameter></Ndi></Dev>", "Ndi", "A"),
             "<8513>");
-}
 
-TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {
-  // Empty elements, a later section of the same name, Value before Name,
-  // split text, prefixed names, a nested Name, a foreign parameter kind.
-  const std::string xml =
+  // Document shapes that trip a pull reader: empty elements, a later section
+  // of the same name, Value before Name, split text, prefixed names, a nested
+  // Name, a foreign parameter kind.
+  const std::string shapes =
       "<d:Dev xmlns:d=\"urn:d\"><d:SpareSection/>"
       "<d:SpareSection><d:Parameter/><d:Parameter><d:Group><d:Name>X</d:Name></d:Group>"
       "<d:Value>nested</d:Value></d:Parameter>"
@@ -96,8 +95,8 @@ TEST_F(StreamingReaderTest, DocumentShapesThatTripAPullReader) {
       "<d:Parameter><d:Value>a<!-- c -->b<![CDATA[<c>]]></d:Value><d:Name>x</d:Name></d:Parameter>"
       "<d:Parameter><d:Name>Empty</d:Name><d:Value/></d:Parameter></d:SpareSection>"
       "</d:Dev>";
-  EXPECT_EQ(Lookup(xml, "SpareSection", "X"), "ab<c>");
-  EXPECT_EQ(Lookup(xml, "SpareSection", "Empty"), "");
+  EXPECT_EQ(Lookup(shapes, "SpareSection", "X"), "ab<c>");
+  EXPECT_EQ(Lookup(shapes, "SpareSection", "Empty"), "");
 }
 
 TEST_F(StreamingReaderTest, StopsAtTheFirstMatchAndDamageAfterItLosesNothing) {

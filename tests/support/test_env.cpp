@@ -61,12 +61,6 @@ void FakeRegistry::SetString(const std::string& key, const std::string& name,
   Set(key, name, RegistryValue{RegistryType::kString, text, {}});
 }
 
-void FakeRegistry::SetDword(const std::string& key, const std::string& name, uint32_t number) {
-  RegistryValue value{RegistryType::kDword, "", {}};
-  for (int i = 0; i < 4; ++i) value.data.push_back(static_cast<uint8_t>(number >> (8 * i)));
-  Set(key, name, value);
-}
-
 void FakeRegistry::Set(const std::string& key, const std::string& name,
                        const RegistryValue& value) {
   keys_[Lower(key)][Lower(name)] = value;

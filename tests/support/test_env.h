@@ -50,7 +50,6 @@ class FakeKnownFolders : public KnownFolders {
 class FakeRegistry : public Registry {
  public:
   void SetString(const std::string& key, const std::string& name, const std::string& text);
-  void SetDword(const std::string& key, const std::string& name, uint32_t value);
   void Set(const std::string& key, const std::string& name, const RegistryValue& value);
   bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
 

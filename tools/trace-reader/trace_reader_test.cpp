@@ -98,16 +98,7 @@ TEST_F(TraceReaderTest, FollowsARingSetUpAnewOrMadeAgainUnderItsName) {
   EXPECT_EQ(out_.str(), "Update:  old 1\nUpdate:  old 2\nUpdate:  anew\nUpdate:  replaced\n");
 }
 
-TEST_F(TraceReaderTest, ReconfigureMakesTracingProcessesReadTheirConfigurationAgain) {
-  t_.SetTrace("Output", "DBG");
-  Start();
-  t_.SetTrace("Level", "0x10");
-  EXPECT_EQ(Run({"--reconfigure", "--section", names_.section}), 0);
-  Q9_TRACE(kSite, trace_level::kWarning, "warning now on");
-  EXPECT_EQ(t_.process.debug_output, "Update:  warning now on\n");
-}
-
-TEST_F(TraceReaderTest, RefusesMissingRingsAndUnknownArguments) {
+TEST_F(TraceReaderTest, RefusesMissingRingsAndUnknownArgumentsAndReconfigures) {
   EXPECT_EQ(Run({"--dump", "--name", names_.ring}), 1);
   EXPECT_EQ(err_.str(), "q9trace-reader: cannot open " + names_.ring + " (error 2)\n");
   for (const auto& args : std::vector<std::vector<std::string>>{
@@ -116,6 +107,14 @@ TEST_F(TraceReaderTest, RefusesMissingRingsAndUnknownArguments) {
     EXPECT_EQ(Run(args), 2);
     EXPECT_TRUE(err_.str().starts_with("usage: q9trace-reader")) << args[0];
   }
+
+  // Reconfiguring makes tracing processes read their configuration again.
+  t_.SetTrace("Output", "DBG");
+  Start();
+  t_.SetTrace("Level", "0x10");
+  EXPECT_EQ(Run({"--reconfigure", "--section", names_.section}), 0);
+  Q9_TRACE(kSite, trace_level::kWarning, "warning now on");
+  EXPECT_EQ(t_.process.debug_output, "Update:  warning now on\n");
 }
 
 }  // namespace
