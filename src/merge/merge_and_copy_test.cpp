@@ -16,12 +16,8 @@ namespace {
 
 using testing::BoardXml;
 using testing::LogDeviceXml;
-using testing::PathExists;
 using testing::ProtocolXml;
 using testing::ReadText;
-using testing::StringFile;
-using testing::TempDir;
-using testing::TestEnv;
 using testing::TraceCapture;
 
 constexpr const char* kMerge = "MergeAndCopyTemplates: ";
@@ -37,7 +33,7 @@ std::string Device(const std::string& attributes, const std::string& timeout,
 class MergeAndCopyTest : public ::testing::Test {
  protected:
   MergeAndCopyTest()
-      : log_(test_.env, std::make_unique<StringFile>(&log_text_)),
+      : log_(test_.env, std::make_unique<testing::StringFile>(&log_text_)),
         paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
         files_(test_.env, xml_, paths_),
         merger_(log_, files_) {
@@ -92,8 +88,8 @@ class MergeAndCopyTest : public ::testing::Test {
     if (kind != "Boards") Meta("Boards/o.xml", BoardXml(R"(DeviceID="OTHER" CP_TYPE="X")"));
   }
 
-  TempDir dir_;
-  TestEnv test_;
+  testing::TempDir dir_;
+  testing::TestEnv test_;
   XmlContext xml_{test_.env};
   std::string log_text_;
   InstallLog log_;

@@ -13,8 +13,6 @@
 namespace q9 {
 namespace {
 
-using testing::FaultInjectionFileSystem;
-using testing::ReadText;
 using testing::TempDir;
 
 // Everything a reader can learn about `path`, as one comparable text.
@@ -115,7 +113,7 @@ TEST(CachingFileSystemTest, NamesAreLookedUpAsInTheFolderItself) {
   std::vector<std::string> names;
   for (const DirEntry& entry : entries) names.push_back(entry.name);
   EXPECT_EQ(names, (std::vector<std::string>{"A.xml", "a.xml", "NAME.XML"}));
-  EXPECT_EQ(ReadText(dir.Path("Store/A.xml")), "replaced");
+  EXPECT_EQ(testing::ReadText(dir.Path("Store/A.xml")), "replaced");
 }
 
 class CachingFileSystemKeepsTest : public ::testing::Test {
@@ -125,7 +123,7 @@ class CachingFileSystemKeepsTest : public ::testing::Test {
 
   TempDir dir_;
   PosixFileSystem real_;
-  FaultInjectionFileSystem faulty_{real_};
+  testing::FaultInjectionFileSystem faulty_{real_};
 };
 
 TEST_F(CachingFileSystemKeepsTest, AnswersUntilDiscardedButNotTheBytesOfHugeFiles) {
