@@ -138,10 +138,9 @@ TEST_F(ImportUpdateTest, ImportFailuresLeaveTheStoreAsTheyFoundIt) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    ImportUpdateTest& t = *this;
     UseFreshStore();
-    t.Write("data/LogDevices/old.xml", "<old/>");
-    c.prepare(t);
+    Write("data/LogDevices/old.xml", "<old/>");
+    c.prepare(*this);
     const auto data = Snapshot(Path("data"));
     const auto meta = Snapshot(Path("meta"));
     EXPECT_EQ(runner_.Run({"i"}), c.exit_status);
