@@ -13,6 +13,7 @@
 // between calls and leaves libxml2's global settings alone.
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlreader.h>
 
 #include <algorithm>
 #include <cctype>
@@ -151,17 +152,6 @@ XmlDoc Parse(const std::string& bytes) {
                               XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
 }
 
-bool NameIs(const xmlNode* node, const char* name) {
-  return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, BAD_CAST name) == 0;
-}
-
-std::string Text(xmlNode* node) {
-  xmlChar* content = xmlNodeGetContent(node);
-  std::string text = content == nullptr ? "" : reinterpret_cast<const char*>(content);
-  xmlFree(content);
-  return text;
-}
-
 std::string RootAttribute(xmlDoc* doc, const char* name) {
   xmlNode* root = xmlDocGetRootElement(doc);
   if (root == nullptr) return "";
@@ -171,24 +161,63 @@ std::string RootAttribute(xmlDoc* doc, const char* name) {
   return text;
 }
 
-// DeviceHeader's parameter DeviceName, or "".
-std::string DeviceName(xmlDoc* doc) {
-  xmlNode* root = xmlDocGetRootElement(doc);
-  if (root == nullptr) return "";
-  for (xmlNode* section = root->children; section != nullptr; section = section->next) {
-    if (!NameIs(section, "DeviceHeader")) continue;
-    for (xmlNode* parameter = section->children; parameter != nullptr; parameter = parameter->next) {
-      if (parameter->type != XML_ELEMENT_NODE) continue;
-      std::string name;
-      std::string value;
-      for (xmlNode* part = parameter->children; part != nullptr; part = part->next) {
-        if (NameIs(part, "Name")) name = Text(part);
-        if (NameIs(part, "Value")) value = Text(part);
-      }
-      if (name == "DeviceName") return value;
+struct ReaderFree {
+  void operator()(xmlTextReader* reader) const { xmlFreeTextReader(reader); }
+};
+
+std::string ReadString(xmlTextReader* reader) {
+  xmlChar* content = xmlTextReaderReadString(reader);
+  std::string text = content == nullptr ? "" : reinterpret_cast<const char*>(content);
+  xmlFree(content);
+  return text;
+}
+
+struct Identity {
+  std::string device_id;    // of the root element
+  std::string device_name;  // DeviceHeader's parameter DeviceName, or ""
+};
+
+// Reads a default log device no further than its identity: creating a
+// thousand devices should cost little next to the program's own work. Of
+// several Value children the last counts. Nothing for a file that is not
+// XML up to there.
+std::optional<Identity> ReadIdentity(const std::string& bytes) {
+  if (bytes.size() > static_cast<size_t>(INT32_MAX)) return std::nullopt;
+  std::unique_ptr<xmlTextReader, ReaderFree> reader(
+      xmlReaderForMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
+                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+  if (reader == nullptr) return std::nullopt;
+  Identity identity;
+  bool in_header = false;
+  std::string name;
+  std::string value;
+  int read;
+  while ((read = xmlTextReaderRead(reader.get())) == 1) {
+    const int type = xmlTextReaderNodeType(reader.get());
+    const int depth = xmlTextReaderDepth(reader.get());
+    const xmlChar* local = xmlTextReaderConstLocalName(reader.get());
+    const bool element = type == XML_READER_TYPE_ELEMENT;
+    if (element && depth == 0) {
+      xmlChar* id = xmlTextReaderGetAttribute(reader.get(), BAD_CAST "DeviceID");
+      identity.device_id = id == nullptr ? "" : reinterpret_cast<const char*>(id);
+      xmlFree(id);
+    } else if (depth == 1) {
+      in_header = element && xmlStrcmp(local, BAD_CAST "DeviceHeader") == 0 &&
+                  !xmlTextReaderIsEmptyElement(reader.get());
+    } else if (in_header && depth == 2 && element) {
+      name.clear();
+      value.clear();
+    } else if (in_header && depth == 3 && element) {
+      if (xmlStrcmp(local, BAD_CAST "Name") == 0) name = ReadString(reader.get());
+      if (xmlStrcmp(local, BAD_CAST "Value") == 0) value = ReadString(reader.get());
+    } else if (in_header && depth == 2 && type == XML_READER_TYPE_END_ELEMENT &&
+               name == "DeviceName") {
+      identity.device_name = value;
+      return identity;
     }
   }
-  return "";
+  if (read < 0) return std::nullopt;
+  return identity;
 }
 
 // A name that stays inside the log-device folder.
@@ -266,11 +295,10 @@ extern "C" __attribute__((visibility("default"))) int32_t PGSP_CreateAllLogdevic
   int created = 0;
   for (const fs::path& file : XmlFilesIn(templates)) {
     const auto bytes = ReadFile(file);
-    if (!bytes) continue;
-    const XmlDoc doc = Parse(*bytes);
-    if (!doc) continue;
-    if (inventory && inventory->count(RootAttribute(doc.get(), "DeviceID")) == 0) continue;
-    const std::string name = DeviceName(doc.get());
+    const auto identity = bytes ? ReadIdentity(*bytes) : std::nullopt;
+    if (!identity) continue;
+    if (inventory && inventory->count(identity->device_id) == 0) continue;
+    const std::string& name = identity->device_name;
     if (!IsPlainFileName(name)) continue;
     if (WriteAtomically(devices / ApplyNameCase(name + ".xml"), *bytes)) ++created;
   }
