@@ -50,7 +50,7 @@ class ValidateFileTest : public ::testing::Test {
   testing::TempDir dir_;
 };
 
-TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
+TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespacesAndInvalidFilesAreTracedWithTheReason) {
   const std::pair<const char*, const char*> table[] = {
       {"Corvane.Device.Driver.Logdevice", "dev"},
       {"DefaultLogDevices.Schema", "dev"},
@@ -75,13 +75,12 @@ TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespaces) {
   const std::string protocols = NamespaceForPrefix("pro");
   EXPECT_EQ(Validate("protocols.schema", Schema(protocols), Template(protocols)),
             kInvalidAgainstSchema);
-}
 
-TEST_F(ValidateFileTest, InvalidFileIsTracedWithReasonAndLine) {
-  const std::string ns = NamespaceForPrefix("pro");
-  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
-  dir_.WriteFile("proto.xml", Template(ns, "<Name>TCP</Name>\n  <Extra/>"));
-  // File-name rule: "proto" is read as "proto.xml".
+  // An invalid file is traced with the reason and its line. File-name rule:
+  // "proto" is read as "proto.xml".
+  dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(protocols));
+  dir_.WriteFile("proto.xml", Template(protocols, "<Name>TCP</Name>\n  <Extra/>"));
+  testing::ClearTraces();
   EXPECT_EQ(ValidateFile(xml_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
             kInvalidAgainstSchema);
   const auto& traces = testing::CapturedTraces();

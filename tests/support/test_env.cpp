@@ -50,12 +50,6 @@ bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
   return true;
 }
 
-bool FakeKnownFolders::Get(const std::string& value, std::string* path) {
-  if (value.empty()) return false;
-  *path = value;
-  return true;
-}
-
 void FakeRegistry::SetString(const std::string& key, const std::string& name,
                              const std::string& text) {
   Set(key, name, RegistryValue{RegistryType::kString, text, {}});
@@ -101,10 +95,7 @@ OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t m
   if (map_error != 0) return map_error;
   const std::string real_name = Isolated(name);
   const OsError error = PosixSharedObjects::MapSharedMemory(real_name, min_size, create, memory);
-  if (error == 0 && create &&
-      std::find(created_.begin(), created_.end(), real_name) == created_.end()) {
-    created_.push_back(real_name);
-  }
+  if (error == 0 && create) created_.insert(real_name);
   return error;
 }
 

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,10 @@ class FakeKnownFolders : public KnownFolders {
   bool ExecutableFolder(std::string* path) override { return Get(executable, path); }
 
  private:
-  static bool Get(const std::string& value, std::string* path);
+  static bool Get(const std::string& value, std::string* path) {
+    if (!value.empty()) *path = value;
+    return !value.empty();
+  }
 };
 
 // Keys and value names compare ignoring ASCII case, as in the real registry.
@@ -108,7 +112,7 @@ class IsolatedSharedObjects : public PosixSharedObjects {
 
  private:
   std::string stem_;
-  std::vector<std::string> created_;
+  std::set<std::string> created_;
 };
 
 struct TestEnv {
