@@ -61,7 +61,7 @@ TEST_F(PosixFileSystemTest, FoldersWithoutOwnerWriteRefuseASaveButNotATreeDeleti
   EXPECT_FALSE(testing::PathExists(dir_.Path("tree")));
 }
 
-TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
+TEST_F(PosixFileSystemTest, LinksAreListedAndCopiedAsLinksAndNeverMadeWritable) {
   const std::string outside = dir_.WriteFile("outside/ro.txt", "x");
   ::chmod(outside.c_str(), 0444);
   dir_.MakeDir("store");
@@ -76,6 +76,17 @@ TEST_F(PosixFileSystemTest, LinksAreListedAsLinksAndNeverMadeWritable) {
   EXPECT_EQ(listed, "link.xml@ loop/@ ");
   EXPECT_EQ(fs_.SetReadOnly(dir_.Path("store/link.xml"), false), 5);
   EXPECT_EQ(Mode(outside), 0444u);
+
+  // A tree is copied with its links as links, so loops end.
+  dir_.WriteFile("src/a.xml", "a");
+  ASSERT_EQ(::symlink(".", dir_.Path("src/loop").c_str()), 0);
+  ASSERT_EQ(::symlink("a.xml", dir_.Path("src/alias.xml").c_str()), 0);
+  ASSERT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(dir_.Path("dst/loop")));
+  EXPECT_EQ(std::filesystem::read_symlink(dir_.Path("dst/alias.xml")), "a.xml");
+  EXPECT_EQ(ReadText(dir_.Path("dst/alias.xml")), "a");
+  // Copying again replaces the links instead of failing on them.
+  EXPECT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
 }
 
 TEST_F(PosixFileSystemTest, TreeDeletionGivesFoldersOwnerWriteButNotFilesOrLinkTargets) {
@@ -113,18 +124,6 @@ TEST_F(PosixFileSystemTest, SequentialReadsGiveTheWholeFileInPieces) {
   EXPECT_EQ(fs_.OpenSequential(dir_.Path("missing.xml"), &file), 2);
   EXPECT_EQ(fs_.OpenSequential(dir_.MakeDir("folder"), &file), 5);
   EXPECT_EQ(file, nullptr);
-}
-
-TEST_F(PosixFileSystemTest, CopyTreeCopiesLinksAsLinksSoLoopsEnd) {
-  dir_.WriteFile("src/a.xml", "a");
-  ASSERT_EQ(::symlink(".", dir_.Path("src/loop").c_str()), 0);
-  ASSERT_EQ(::symlink("a.xml", dir_.Path("src/alias.xml").c_str()), 0);
-  ASSERT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
-  EXPECT_TRUE(std::filesystem::is_symlink(dir_.Path("dst/loop")));
-  EXPECT_EQ(std::filesystem::read_symlink(dir_.Path("dst/alias.xml")), "a.xml");
-  EXPECT_EQ(ReadText(dir_.Path("dst/alias.xml")), "a");
-  // Copying again replaces the links instead of failing on them.
-  EXPECT_EQ(fs_.CopyTree(dir_.Path("src"), dir_.Path("dst")), 0);
 }
 
 TEST_F(PosixFileSystemTest, PipesAndDevicesAreRefusedWithoutBlockingAndProcFilesBounded) {
