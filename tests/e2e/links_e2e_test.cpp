@@ -1,7 +1,6 @@
 // Links planted inside a store that point elsewhere: whatever mode runs,
 // nothing outside the store changes.
 #include <filesystem>
-#include <map>
 #include <vector>
 
 #include <gtest/gtest.h>
