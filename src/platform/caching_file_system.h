@@ -19,9 +19,9 @@ namespace q9 {
 // Every answer equals what the wrapped file system would give at that moment,
 // provided nothing but this object changes the files (call DiscardCache after
 // code that writes behind its back). Files it returns must not outlive it.
-// Safe to use from several threads. The wrapped file system looks names up
-// in the listings kept here while this object lives, so a name that is new
-// to a listed folder is not searched for on the disk.
+// Safe to use from several threads. While this object lives, the wrapped
+// file system looks up a name not spelled as on disk in the listings kept
+// here, each folder listed once, instead of searching the folder each time.
 class CachingFileSystem final : public FileSystem, private FolderNames {
  public:
   // Bytes of larger files are not kept (the template size limit).

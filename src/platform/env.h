@@ -103,9 +103,10 @@ class MemorySequentialFile final : public SequentialFile {
 class FolderNames {
  public:
   virtual ~FolderNames() = default;
-  // True when the entries of the folder spelled exactly `folder` are known:
-  // then `*match` is the first of them in listing order whose name equals
-  // `name` ignoring ASCII case, or empty when none does. False otherwise.
+  // True when it knows (or has just listed) the entries of the folder
+  // spelled exactly `folder`: then `*match` is the first of them in listing
+  // order whose name equals `name` ignoring ASCII case, or empty when none
+  // does. False otherwise.
   virtual bool FindIgnoringCase(const std::string& folder, std::string_view name,
                                 std::string* match) = 0;
 };
