@@ -119,7 +119,7 @@ TEST(CachingFileSystemTest, NamesAreLookedUpAsInTheFolderItself) {
 class CachingFileSystemKeepsTest : public ::testing::Test {
  protected:
   // Every call that reaches the wrapped file system from now on fails.
-  void BreakTheDisk() { faulty_.FailFrom(0, os_error::kGenFailure); }
+  void BreakTheDisk() { faulty_.FailAll(os_error::kGenFailure); }
 
   TempDir dir_;
   PosixFileSystem real_;

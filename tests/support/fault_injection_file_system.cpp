@@ -2,21 +2,15 @@
 
 namespace q9::testing {
 
-void FaultInjectionFileSystem::FailFrom(uint64_t n, OsError error) {
-  failing_ = true;
-  fault_from_ = n;
-  error_ = error;
-}
-
 template <typename Operation>
 OsError FaultInjectionFileSystem::Mutate(Operation operation) {
-  const uint64_t number = ++count_;
-  return failing_ && number >= fault_from_ ? error_ : operation();
+  ++count_;
+  return Read(operation);
 }
 
 template <typename Operation>
 OsError FaultInjectionFileSystem::Read(Operation operation) {
-  return failing_ && count_ >= fault_from_ ? error_ : operation();
+  return error_ != os_error::kSuccess ? error_ : operation();
 }
 
 OsError FaultInjectionFileSystem::ListDirectory(const std::string& dir,

@@ -1,6 +1,6 @@
 // A FileSystem that wraps another one, records what it was asked to read and
-// fails every call from a chosen mutating operation on, so tests can show
-// what a run does when the disk breaks.
+// counts what it was asked to change, and once told to fails every call, so
+// tests can show what code does when the disk breaks.
 #pragma once
 
 #include <atomic>
@@ -14,17 +14,16 @@
 namespace q9::testing {
 
 // Mutating operations are SetReadOnly, CreateDirectory, DeleteFile, CopyFile,
-// CopyTree, DeleteTree, WriteFileAtomic and OpenWritable. They are numbered
-// from 1 in call order, whether they succeed or not. Operations may run on
-// several threads (a trace writer, say); set the fault before they start.
+// CopyTree, DeleteTree, WriteFileAtomic and OpenWritable. Operations may run
+// on several threads (a trace writer, say); set the fault before they start.
 class FaultInjectionFileSystem final : public FileSystem {
  public:
   explicit FaultInjectionFileSystem(FileSystem& base) : base_(base) {}
 
-  // From mutating operation number `n` on, every operation, reads included,
-  // returns `error` without reaching the wrapped file system.
-  void FailFrom(uint64_t n, OsError error);
-  // How many mutating operations were asked for so far.
+  // From now on every operation, reads included, returns `error` without
+  // reaching the wrapped file system.
+  void FailAll(OsError error) { error_ = error; }
+  // How many mutating operations were asked for so far, failed or not.
   uint64_t mutating_operations() const { return count_; }
   // The paths it was asked to read, whole or piece by piece, in order.
   const std::vector<std::string>& reads() const { return reads_; }
@@ -56,9 +55,7 @@ class FaultInjectionFileSystem final : public FileSystem {
   OsError Read(Operation operation);
 
   FileSystem& base_;
-  bool failing_ = false;
-  uint64_t fault_from_ = 0;
-  OsError error_ = 0;
+  OsError error_ = os_error::kSuccess;
   std::atomic<uint64_t> count_{0};
   std::vector<std::string> reads_;
 };
