@@ -266,7 +266,7 @@ void PosixFileSystem::ConfineLinksBelow(std::vector<std::string> roots) {
   }
 }
 
-OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastComponent last) const {
+size_t PosixFileSystem::ConfinedStart(const std::string& real) const {
   // The innermost root counts, so a root that is a link inside the other
   // root stays usable.
   size_t start = 0;
@@ -277,6 +277,22 @@ OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastCompo
       start = prefix;
     }
   }
+  return start;
+}
+
+bool PosixFileSystem::LastIsLinkBelowRoot(const std::string& real) const {
+  const size_t start = ConfinedStart(real);
+  const size_t end = real.find_last_not_of('/') + 1;
+  if (start == 0 || end <= start) return false;
+  const std::string entry = real.substr(0, end);
+  struct stat st;
+  if (::lstat(entry.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return false;
+  notes_->LinkNotFollowed(entry);
+  return true;
+}
+
+OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastComponent last) const {
+  const size_t start = ConfinedStart(real);
   if (start == 0) return os_error::kSuccess;
   for (size_t end = start; end < real.size(); ++end) {
     end = real.find('/', end);
@@ -362,9 +378,9 @@ OsError PosixFileSystem::GetFileInfo(const std::string& path, FileInfo* info) {
   std::string real;
   const OsError error = ResolveConfined(path, LastComponent::kTakeAsItIs, &real);
   if (error != os_error::kSuccess) return error;
-  // Below a store root a link describes itself, not its target.
-  const bool is_confined_link =
-      RefuseLinksBelowRoot(real, LastComponent::kRefuseLink) != os_error::kSuccess;
+  // Below a store root a link describes itself, not its target. The folders
+  // above it were checked with the resolution.
+  const bool is_confined_link = LastIsLinkBelowRoot(real);
   const auto stat_call = is_confined_link ? ::lstat : ::stat;
   struct stat st;
   if (real.empty() || stat_call(real.c_str(), &st) != 0) {

@@ -56,6 +56,12 @@ class PosixFileSystem final : public FileSystem {
   // 0, or 5 (noted with the link's name) when a component of the resolved
   // path `real` below a confined root is a symbolic link.
   OsError RefuseLinksBelowRoot(const std::string& real, LastComponent last) const;
+  // Whether the last component of `real` lies below a confined root and is
+  // a symbolic link (then noted, as RefuseLinksBelowRoot notes it).
+  bool LastIsLinkBelowRoot(const std::string& real) const;
+  // Where the components below the innermost confined root holding `real`
+  // begin; 0 when no root holds it.
+  size_t ConfinedStart(const std::string& real) const;
 
   // Resolved, without a trailing separator (but "/" for the file-system root).
   std::vector<std::string> confined_roots_;
