@@ -89,10 +89,14 @@ uint32_t TemplateFacts::NextCandidate(const std::string& folder,
     id.append(1, '\0').append(field.section).append(1, '/').append(field.name);
   }
   FolderIndex& index = indexes_[id];
-  if (index.folder != folder) index = FolderIndex{folder, {}, 0, {}, {}, {}, {}, {{}}, {}};
-  if (index.listing.lock() != listing || index.listing_size != listing->size() ||
-      !index.written.empty()) {
-    Update(index, listing, fields);
+  if (index.folder != folder) {
+    index = FolderIndex{};
+    index.folder = folder;
+    index.positions.emplace_back();  // kUnreadable
+  }
+  const bool same = index.listing.lock() == listing;
+  if (!same || index.listing_size != listing->size() || !index.written.empty()) {
+    if (!same || !Grow(index, *listing, fields)) Update(index, listing, fields);
   }
 
   std::string key;
@@ -149,15 +153,59 @@ void TemplateFacts::Update(FolderIndex& index,
     if (key == kNoKey || key == kUnreadable || written) key = KeyOf(index, entry.name, fields);
     keys.push_back(key);
   }
-  for (std::vector<uint32_t>& positions : index.positions) positions.clear();
-  for (uint32_t position = 0; position < keys.size(); ++position) {
-    index.positions[keys[position]].push_back(position);
-  }
   std::swap(index.files, index.spare);
   index.keys = std::move(keys);
+  IndexPositions(index);
   index.listing = listing;
   index.listing_size = listing->size();
+  index.has_folders = std::any_of(listing->begin(), listing->end(),
+                                  [](const DirEntry& entry) { return entry.is_directory; });
   index.written.clear();
+}
+
+bool TemplateFacts::Grow(FolderIndex& index, const std::vector<DirEntry>& listing,
+                         std::span<const IdentityField> fields) {
+  // Without folders a file's walk position is its place in the listing.
+  if (index.has_folders) return false;
+  const auto known = [&](const std::string& name) {
+    const auto at = std::lower_bound(index.files.begin(), index.files.end(), name,
+                                     [](const std::string& file, const std::string& wanted) {
+                                       return StoreOrderLess(file, wanted);
+                                     });
+    return at != index.files.end() && *at == name;
+  };
+  std::vector<size_t> touched;  // positions of the written names' entries
+  size_t added = 0;
+  for (const std::string& name : index.written) {
+    for (const DirEntry& entry : EntriesEqualIgnoringCase(listing, name)) {
+      const auto position = static_cast<size_t>(&entry - listing.data());
+      if (std::find(touched.begin(), touched.end(), position) != touched.end()) continue;
+      if (entry.is_directory) return false;
+      touched.push_back(position);
+      if (!known(entry.name)) ++added;
+    }
+  }
+  if (listing.size() != index.listing_size + added) return false;
+  std::sort(touched.begin(), touched.end());
+  for (const size_t position : touched) {
+    const std::string& name = listing[position].name;
+    if (position >= index.files.size() || index.files[position] != name) {
+      index.files.insert(index.files.begin() + static_cast<std::ptrdiff_t>(position), name);
+      index.keys.insert(index.keys.begin() + static_cast<std::ptrdiff_t>(position), kNoKey);
+    }
+    index.keys[position] = KeyOf(index, name, fields);
+  }
+  IndexPositions(index);
+  index.listing_size = listing.size();
+  index.written.clear();
+  return true;
+}
+
+void TemplateFacts::IndexPositions(FolderIndex& index) {
+  for (std::vector<uint32_t>& positions : index.positions) positions.clear();
+  for (uint32_t position = 0; position < index.keys.size(); ++position) {
+    index.positions[index.keys[position]].push_back(position);
+  }
 }
 
 uint32_t TemplateFacts::KeyOf(FolderIndex& index, const std::string& name,

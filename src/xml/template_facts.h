@@ -101,9 +101,18 @@ class TemplateFacts {
     std::unordered_map<std::string, uint32_t> key_ids;  // by folded identity
     std::vector<std::vector<uint32_t>> positions;       // by key id, ascending
     std::vector<std::string> written;  // names forgotten since the last update
+    bool has_folders = false;          // in the listing last seen
   };
   void Update(FolderIndex& index, const std::shared_ptr<const std::vector<DirEntry>>& listing,
               std::span<const IdentityField> fields);
+  // The cheap case of Update, for a listing that grew in place by new
+  // files of the written names (a run copying file after file into the
+  // folder): those are inserted and the written ones looked up again, at a
+  // cost that does not grow with the folder but for moving numbers. False,
+  // changing nothing, when the listing changed in any other way.
+  bool Grow(FolderIndex& index, const std::vector<DirEntry>& listing,
+            std::span<const IdentityField> fields);
+  void IndexPositions(FolderIndex& index);
   uint32_t KeyOf(FolderIndex& index, const std::string& name,
                  std::span<const IdentityField> fields);
 

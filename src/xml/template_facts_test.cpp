@@ -106,6 +106,16 @@ TEST_F(TemplateFactsTest, IndexSeesAFileAddedToAListingItHasSeen) {
   EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 0), 1u);
   ASSERT_EQ(cache.WriteFileAtomic(dir_.Path("meta/0.xml"), "<LogDevice DeviceID=\"b\"/>"), 0);
   EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 0), 0u);
+  // Writers that tell the index: a new file and a rewritten one are found
+  // at their places under their new identities.
+  for (const auto& [name, id] : {std::pair{"b.xml", "B"}, {"a.xml", "b"}}) {
+    const std::string file = dir_.Path("meta/" + std::string(name));
+    ASSERT_EQ(cache.WriteFileAtomic(file, "<LogDevice DeviceID=\"" + std::string(id) + "\"/>"), 0);
+    xml.facts().Forget(file);
+  }
+  EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 1), 1u);
+  EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 2), 2u);
+  EXPECT_EQ(xml.facts().NextCandidate(dir_.Path("meta"), fields, wanted, 3), 3u);
 }
 
 }  // namespace
