@@ -304,7 +304,8 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
     const std::vector<DirEntry>& entries = *kept.listing->value;
     // The file systems below write to an entry that equals the name ignoring
     // case when there is one, so then the names stay as they are.
-    if (!EntriesEqualIgnoringCase(entries, name).empty()) continue;
+    const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(entries, name);
+    if (!equal.empty()) continue;
     if (error != os_error::kSuccess) {
       kept.listing.reset();  // a failed write may still have left a file
       continue;
@@ -312,24 +313,12 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
     // A listing a caller still holds is read-only to it, so it gets a copy;
     // one only this object holds grows in place, which saves a run that
     // writes file after file into one folder a copy per file.
+    const auto at = equal.data() - entries.data();
     std::shared_ptr<const std::vector<DirEntry>>& shared = kept.listing->value;
-    const auto at = std::lower_bound(entries.begin(), entries.end(), name,
-                                     [](const DirEntry& entry, std::string_view wanted) {
-                                       return StoreOrderLess(entry.name, wanted);
-                                     }) -
-                    entries.begin();
-    if (shared.use_count() == 1) {
-      // Every kept listing was made as a non-const vector.
-      auto& own = const_cast<std::vector<DirEntry>&>(*shared);
-      own.insert(own.begin() + at, DirEntry{std::string(name), false, false});
-    } else {
-      auto listing = std::make_shared<std::vector<DirEntry>>();
-      listing->reserve(entries.size() + 1);
-      listing->insert(listing->end(), entries.begin(), entries.begin() + at);
-      listing->push_back(DirEntry{std::string(name), false, false});
-      listing->insert(listing->end(), entries.begin() + at, entries.end());
-      shared = std::move(listing);
-    }
+    if (shared.use_count() != 1) shared = std::make_shared<std::vector<DirEntry>>(entries);
+    // Every kept listing was made as a non-const vector.
+    auto& own = const_cast<std::vector<DirEntry>&>(*shared);
+    own.insert(own.begin() + at, DirEntry{std::string(name), false, false});
     Charge(sizeof(DirEntry) + name.size());
     if (kept_.empty()) return;  // over the budget: everything went
   }

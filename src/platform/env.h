@@ -42,7 +42,8 @@ struct DirEntry {
 
 // The entries of a listing (ordered as ListDirectory orders them) whose names
 // equal `name` ignoring ASCII case. They stand together, around where `name`
-// would go; the first of them is the one a name resolves to.
+// would go; the first of them is the one a name resolves to. When there are
+// none, the empty span stands where `name` would be inserted.
 inline std::span<const DirEntry> EntriesEqualIgnoringCase(std::span<const DirEntry> listing,
                                                           std::string_view name) {
   auto first = std::lower_bound(listing.begin(), listing.end(), name,
