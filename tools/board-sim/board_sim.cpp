@@ -152,25 +152,21 @@ XmlDoc Parse(const std::string& bytes) {
                               XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
 }
 
+// The text libxml2 handed over, freed; "" for none.
+std::string Taken(xmlChar* text) {
+  std::string taken = text == nullptr ? "" : reinterpret_cast<const char*>(text);
+  xmlFree(text);
+  return taken;
+}
+
 std::string RootAttribute(xmlDoc* doc, const char* name) {
   xmlNode* root = xmlDocGetRootElement(doc);
-  if (root == nullptr) return "";
-  xmlChar* value = xmlGetProp(root, BAD_CAST name);
-  std::string text = value == nullptr ? "" : reinterpret_cast<const char*>(value);
-  xmlFree(value);
-  return text;
+  return root == nullptr ? "" : Taken(xmlGetProp(root, BAD_CAST name));
 }
 
 struct ReaderFree {
   void operator()(xmlTextReader* reader) const { xmlFreeTextReader(reader); }
 };
-
-std::string ReadString(xmlTextReader* reader) {
-  xmlChar* content = xmlTextReaderReadString(reader);
-  std::string text = content == nullptr ? "" : reinterpret_cast<const char*>(content);
-  xmlFree(content);
-  return text;
-}
 
 struct Identity {
   std::string device_id;    // of the root element
@@ -198,9 +194,7 @@ std::optional<Identity> ReadIdentity(const std::string& bytes) {
     const xmlChar* local = xmlTextReaderConstLocalName(reader.get());
     const bool element = type == XML_READER_TYPE_ELEMENT;
     if (element && depth == 0) {
-      xmlChar* id = xmlTextReaderGetAttribute(reader.get(), BAD_CAST "DeviceID");
-      identity.device_id = id == nullptr ? "" : reinterpret_cast<const char*>(id);
-      xmlFree(id);
+      identity.device_id = Taken(xmlTextReaderGetAttribute(reader.get(), BAD_CAST "DeviceID"));
     } else if (depth == 1) {
       in_header = element && xmlStrcmp(local, BAD_CAST "DeviceHeader") == 0 &&
                   !xmlTextReaderIsEmptyElement(reader.get());
@@ -208,8 +202,10 @@ std::optional<Identity> ReadIdentity(const std::string& bytes) {
       name.clear();
       value.clear();
     } else if (in_header && depth == 3 && element) {
-      if (xmlStrcmp(local, BAD_CAST "Name") == 0) name = ReadString(reader.get());
-      if (xmlStrcmp(local, BAD_CAST "Value") == 0) value = ReadString(reader.get());
+      const bool is_name = xmlStrcmp(local, BAD_CAST "Name") == 0;
+      if (is_name || xmlStrcmp(local, BAD_CAST "Value") == 0) {
+        (is_name ? name : value) = Taken(xmlTextReaderReadString(reader.get()));
+      }
     } else if (in_header && depth == 2 && type == XML_READER_TYPE_END_ELEMENT &&
                name == "DeviceName") {
       identity.device_name = value;
