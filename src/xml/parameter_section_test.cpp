@@ -8,21 +8,20 @@
 #include "temp_dir.h"
 #include "xml/template_namespace.h"
 #include "xml/template_version.h"
-#include "xml_test_support.h"
+#include "trace_capture.h"
 
 namespace q9 {
 namespace {
 
-using testing::HasTrace;
 using testing::ReadText;
 
+constexpr char kXml[] = "q9xmlHelper";
 constexpr int32_t kBindings = static_cast<int32_t>(ParameterSection::kBindings);
 constexpr int32_t kNdi = static_cast<int32_t>(ParameterSection::kNdi);
 constexpr int32_t kSpare = static_cast<int32_t>(ParameterSection::kSpareSection);
 
 class ParameterSectionTest : public ::testing::Test {
  protected:
-  void SetUp() override { testing::ClearTraces(); }
   // Every entry of a section as "kind:name=value", enumerated until a
   // non-zero result, which is appended as "#code".
   std::string Enumerate(const std::string& path, int32_t section) {
@@ -38,6 +37,7 @@ class ParameterSectionTest : public ::testing::Test {
   Env& env_ = Env::Default();
   XmlContext xml_{env_};
   testing::TempDir dir_;
+  testing::TraceCapture trace_;
 };
 
 TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheNameOrFails) {
@@ -158,8 +158,8 @@ TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespa
                    "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
                    "  <Updates>\n  </Updates>\n</Dev>\n");
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
-  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
-  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 128, "<< PGSP_OK"));
+  EXPECT_TRUE(trace_.Has(kXml, "Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
+  EXPECT_TRUE(trace_.Has(kXml, "Q9XMLSetValue: ", 128, "<< PGSP_OK"));
   // A parameter of another kind with the same name is a different parameter.
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "x & y", ""), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "A", "5", "int"), PGSP_OK);
@@ -201,7 +201,7 @@ TEST_F(ParameterSectionTest, SetValueFailuresLeaveTheFileAlone) {
   EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("missing"), "", "A", "1", ""), kFileAttributesUnreadable);
   const std::string bad = dir_.WriteFile("bad.xml", "<Dev><SpareSection></Dev>");
   EXPECT_EQ(Q9XMLSetValue(xml_, bad, "", "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_TRUE(HasTrace("Q9XMLSetValue: ", 8, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE"));
+  EXPECT_TRUE(trace_.Has(kXml, "Q9XMLSetValue: ", 8, "<< Return PGSP_ERR_CANT_LOAD_XML_FILE"));
   EXPECT_EQ(SetSectionParameter(xml_, bad, kSpare, "A", "1", ""), PGSP_ERR_CANT_LOAD_XML_FILE);
   EXPECT_EQ(ReadText(bad), "<Dev><SpareSection></Dev>");
 

@@ -7,23 +7,26 @@
 
 #include "fault_injection_file_system.h"
 #include "temp_dir.h"
+#include "trace_capture.h"
+#include "xml/dom_helpers.h"
 #include "xml/template_namespace.h"
 #include "xml/template_node.h"
-#include "xml/dom_helpers.h"
 #include "xml/template_version.h"
-#include "xml_test_support.h"
 
 namespace q9 {
 namespace {
 
 using testing::ReadText;
 
+constexpr char kXml[] = "q9xmlHelper";
+constexpr char kSize[] = "CheckFileSize: ";
+
 class TemplateDocumentTest : public ::testing::Test {
  protected:
-  void SetUp() override { testing::ClearTraces(); }
   Env& env_ = Env::Default();
   XmlContext xml_{env_};
   testing::TempDir dir_;
+  testing::TraceCapture trace_;
 };
 
 std::string Utf16Le(std::string_view ascii) {
@@ -138,13 +141,12 @@ TEST_F(TemplateDocumentTest, CheckFileSizeLimitAndMissingFile) {
   EXPECT_EQ(CheckFileSize(xml_, sized("limit.xml", 10'000'000)), PGSP_OK);
   const std::string over = sized("over.xml", 10'000'001);
   EXPECT_EQ(CheckFileSize(xml_, over), PGSP_ERR_CANT_LOAD_XML_FILE);
-  EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + over));
+  EXPECT_TRUE(trace_.Has(kXml, kSize, 16, "Warning: FILE_TOO_LARGE : " + over));
   // Only the low 32 bits count: 4 GiB + 5 bytes passes.
   EXPECT_EQ(CheckFileSize(xml_, sized("wrapped.xml", (uint64_t{1} << 32) + 5)), PGSP_OK);
   // The file-name rule: "missing" is looked up as "missing.xml".
   EXPECT_EQ(CheckFileSize(xml_, dir_.Path("missing")), kFileAttributesUnreadable);
-  EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 128,
-                                "Error: FILE_NOT_FOUND : " + dir_.Path("missing.xml")));
+  EXPECT_TRUE(trace_.Has(kXml, kSize, 128, "Error: FILE_NOT_FOUND : " + dir_.Path("missing.xml")));
   sized("small.xml", 10);
   EXPECT_EQ(CheckFileSize(xml_, dir_.Path("small")), PGSP_OK);
 
@@ -153,10 +155,10 @@ TEST_F(TemplateDocumentTest, CheckFileSizeLimitAndMissingFile) {
   const std::string wellformed =
       dir_.WriteFile("wellformed.xml", "<Root>" + std::string(10'000'000, ' ') + "</Root>");
   for (const std::string& path : {wellformed, dir_.Path("wrapped.xml")}) {
-    testing::ClearTraces();
+    trace_.Clear();
     TemplateDocument document;
     EXPECT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_ERR_CANT_LOAD_XML_FILE);
-    EXPECT_TRUE(testing::HasTrace("CheckFileSize: ", 16, "Warning: FILE_TOO_LARGE : " + path));
+    EXPECT_TRUE(trace_.Has(kXml, kSize, 16, "Warning: FILE_TOO_LARGE : " + path));
   }
 }
 

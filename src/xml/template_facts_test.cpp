@@ -4,10 +4,10 @@
 
 #include "platform/caching_file_system.h"
 #include "temp_dir.h"
+#include "trace_capture.h"
 #include "xml/streaming_reader.h"
 #include "xml/template_document.h"
 #include "xml/xml_context.h"
-#include "xml_test_support.h"
 
 namespace q9 {
 namespace {
@@ -75,14 +75,10 @@ TEST_F(TemplateFactsTest, AnswersFromMemoryWithTheReadersTraceUntilTheFileChange
   ASSERT_EQ(TemplateDocument::Load(xml_, path, &document), PGSP_OK);
   xmlSetProp(document.root(), ToXml("DeviceID"), ToXml("B"));
   ASSERT_EQ(document.Save(xml_), PGSP_OK);
-  testing::ClearTraces();
+  testing::TraceCapture trace;
   EXPECT_EQ(Fact(path, "DeviceID"), (Answer{PGSP_OK, "B"}));
   EXPECT_EQ(Fact(path, "DeviceID"), (Answer{PGSP_OK, "B"}));
-  std::vector<std::string> reads;
-  for (const testing::TraceLine& line : testing::CapturedTraces()) {
-    if (line.function == "ReadRootAttribute: ") reads.push_back(line.text);
-  }
-  EXPECT_EQ(reads,
+  EXPECT_EQ(trace.Messages("ReadRootAttribute: "),
             (std::vector<std::string>{">> Start", "<< return lRet = 0", ">> Start",
                                       "<< return lRet = 0"}));
   // A file that could not be read is looked at again.

@@ -6,16 +6,15 @@
 
 #include "fault_injection_file_system.h"
 #include "temp_dir.h"
+#include "trace_capture.h"
 #include "xml/streaming_reader.h"
 #include "xml/template_namespace.h"
-#include "xml_test_support.h"
 
 namespace q9 {
 namespace {
 
-using testing::HasTrace;
-
-constexpr const char* kLabel = "ValidateFile: ";
+constexpr char kXml[] = "q9xmlHelper";
+constexpr char kLabel[] = "ValidateFile: ";
 
 // A schema for <Template MajorVersion="int"><Name/></Template>, in `ns`.
 std::string Schema(const std::string& ns, const std::string& include = "") {
@@ -37,7 +36,6 @@ std::string Template(const std::string& ns, const std::string& body = "<Name>TCP
 
 class ValidateFileTest : public ::testing::Test {
  protected:
-  void SetUp() override { testing::ClearTraces(); }
   ResultCode Validate(const std::string& schema_name, const std::string& schema,
                       const std::string& xml) {
     dir_.WriteFile("Corvane OAM/Schemes/" + schema_name + ".xsd", schema);
@@ -48,6 +46,7 @@ class ValidateFileTest : public ::testing::Test {
   Env& env_ = Env::Default();
   XmlContext xml_{env_};
   testing::TempDir dir_;
+  testing::TraceCapture trace_;
 };
 
 TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespacesAndInvalidFilesAreTracedWithTheReason) {
@@ -64,9 +63,9 @@ TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespacesAndInvalidFilesAreTrace
     const std::string ns = NamespaceForPrefix(prefix);
     EXPECT_EQ(Validate(schema_name, Schema(ns), Template(ns)), PGSP_OK) << schema_name;
   }
-  EXPECT_TRUE(HasTrace(kLabel, 8, ">> Start"));
-  EXPECT_TRUE(HasTrace(kLabel, 64, "Validating XML file: " + dir_.Path("t.xml")));
-  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_OK"));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 8, ">> Start"));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 64, "Validating XML file: " + dir_.Path("t.xml")));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 128, "<< return PGSP_OK"));
 
   // A schema whose targetNamespace is not the one its name selects rejects
   // even a file that matches it; names are case-sensitive.
@@ -80,10 +79,10 @@ TEST_F(ValidateFileTest, SchemaNamesSelectTheirNamespacesAndInvalidFilesAreTrace
   // "proto" is read as "proto.xml".
   dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(protocols));
   dir_.WriteFile("proto.xml", Template(protocols, "<Name>TCP</Name>\n  <Extra/>"));
-  testing::ClearTraces();
+  trace_.Clear();
   EXPECT_EQ(ValidateFile(xml_, dir_.Path("proto"), Schemes(), "Protocols.Schema"),
             kInvalidAgainstSchema);
-  const auto& traces = testing::CapturedTraces();
+  const auto traces = trace_.Lines();
   const auto reason =
       std::find_if(traces.begin(), traces.end(), [](const testing::TraceLine& line) {
         return line.level == 64 && line.text.starts_with("INVALID FILE, reason: ");
@@ -99,28 +98,24 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   EXPECT_EQ(ValidateFile(xml_, "", Schemes(), "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(ValidateFile(xml_, file, "", "Protocols.Schema"), PGSP_ERR_INVALID_PARAMETERS);
   EXPECT_EQ(ValidateFile(xml_, file, Schemes(), ""), PGSP_ERR_INVALID_PARAMETERS);
-  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL"));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 128, "<< return PGSP_ERR_INVALID_PARAMETERS, path is NULL"));
 
   // No schema: 8509, even when the file is missing as well.
   EXPECT_EQ(ValidateFile(xml_, dir_.Path("none.xml"), Schemes(), "Protocols.Schema"),
             ERR_CANT_LOAD_SCHEME);
-  EXPECT_TRUE(HasTrace(kLabel, 64, "Schema file: Protocols.Schema, not found"));
-  EXPECT_TRUE(HasTrace(kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 64, "Schema file: Protocols.Schema, not found"));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 128, "<< return ERR_CANT_LOAD_SCHEME"));
 
   // Schema there; file missing, malformed or a folder: 8508 and no trace of its own.
   dir_.WriteFile("Corvane OAM/Schemes/Protocols.Schema.xsd", Schema(ns));
-  testing::ClearTraces();
+  trace_.Clear();
   const std::string broken = dir_.WriteFile("broken.xml", "<Template xmlns=\"" + ns + "\">");
   std::vector<std::string> expected;
   for (const std::string& path : {dir_.Path("none.xml"), broken, dir_.MakeDir("dir.xml")}) {
     EXPECT_EQ(ValidateFile(xml_, path, Schemes(), "Protocols.Schema"), PGSP_ERR_CANT_LOAD_XML_FILE);
     expected.insert(expected.end(), {">> Start", "Validating XML file: " + path});
   }
-  std::vector<std::string> own;
-  for (const testing::TraceLine& line : testing::CapturedTraces()) {
-    if (line.function == kLabel) own.push_back(line.text);
-  }
-  EXPECT_EQ(own, expected);
+  EXPECT_EQ(trace_.Messages(kLabel), expected);
 
   // A schema file that does not parse is not loaded; one that parses but is
   // no schema was loaded, and describes nothing the file may contain.
@@ -182,7 +177,7 @@ TEST_F(ValidateFileTest, LibraryMessagesGoToTheTraceNeverToStandardError) {
   std::string value;
   EXPECT_EQ(ReadRootAttribute(xml_, broken, "a", &value), kStreamValueNotFound);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-  EXPECT_TRUE(HasTrace("libxml2: ", 64, link + " refused: a symbolic link"));
+  EXPECT_TRUE(trace_.Has(kXml, "libxml2: ", 64, link + " refused: a symbolic link"));
 }
 
 TEST_F(ValidateFileTest, ARunReadsEachSchemaOnceAndValidatesHeldDocuments) {
@@ -200,9 +195,9 @@ TEST_F(ValidateFileTest, ARunReadsEachSchemaOnceAndValidatesHeldDocuments) {
   EXPECT_EQ(ValidateFile(run, valid, Schemes(), "Protocols.Schema"), PGSP_OK);
   TemplateDocument held;
   ASSERT_EQ(TemplateDocument::Load(run, invalid, &held), PGSP_OK);
-  testing::ClearTraces();
+  trace_.Clear();
   EXPECT_EQ(ValidateDocument(run, held, Schemes(), "Protocols.Schema"), kInvalidAgainstSchema);
-  EXPECT_TRUE(HasTrace(kLabel, 64, "Validating XML file: " + invalid));
+  EXPECT_TRUE(trace_.Has(kXml, kLabel, 64, "Validating XML file: " + invalid));
   EXPECT_EQ(files.reads(), (std::vector<std::string>{schema, valid, invalid, valid, invalid}));
 
   XmlContext next_run(env);

@@ -74,4 +74,13 @@ size_t Occurrences(const std::string& text, const std::string& part) {
   return count;
 }
 
+std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    const std::string name = entry.path().filename().string();
+    if (name.starts_with(".q9tmp-")) names.push_back(name);
+  }
+  return names;
+}
+
 }  // namespace q9::testing

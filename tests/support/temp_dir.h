@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace q9::testing {
 
@@ -35,5 +36,8 @@ std::string ReadOnlyFileIn(const std::string& folder);
 std::string AfterFirstLine(const std::string& text);
 // How often `part` occurs in `text`, overlaps included.
 size_t Occurrences(const std::string& text, const std::string& part);
+// Names of the entries of `dir` that start with the temporary-file prefix of
+// atomic writes (".q9tmp-").
+std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir);
 
 }  // namespace q9::testing
