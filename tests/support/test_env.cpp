@@ -50,11 +50,6 @@ bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
   return true;
 }
 
-void FakeRegistry::SetString(const std::string& key, const std::string& name,
-                             const std::string& text) {
-  Set(key, name, RegistryValue{RegistryType::kString, text, {}});
-}
-
 void FakeRegistry::Set(const std::string& key, const std::string& name,
                        const RegistryValue& value) {
   keys_[Lower(key)][Lower(name)] = value;
@@ -81,51 +76,8 @@ IsolatedSharedObjects::IsolatedSharedObjects() {
           std::to_string(counter++) + "-";
 }
 
-IsolatedSharedObjects::~IsolatedSharedObjects() {
-  for (const std::string& name : created_) (void)PosixSharedObjects::RemoveSharedMemory(name);
-}
-
-std::string IsolatedSharedObjects::Isolated(const std::string& name) const {
-  return stem_ + (name.starts_with('/') ? name.substr(1) : name);
-}
-
-OsError IsolatedSharedObjects::MapSharedMemory(const std::string& name, size_t min_size,
-                                               bool create,
-                                               std::unique_ptr<SharedMemory>* memory) {
-  if (map_error != 0) return map_error;
-  const std::string real_name = Isolated(name);
-  const OsError error = PosixSharedObjects::MapSharedMemory(real_name, min_size, create, memory);
-  if (error == 0 && create) created_.insert(real_name);
-  return error;
-}
-
-OsError IsolatedSharedObjects::MapSharedMemoryReadOnly(const std::string& name,
-                                                       std::unique_ptr<SharedMemory>* memory) {
-  return PosixSharedObjects::MapSharedMemoryReadOnly(Isolated(name), memory);
-}
-
-OsError IsolatedSharedObjects::RemoveSharedMemory(const std::string& name) {
-  return PosixSharedObjects::RemoveSharedMemory(Isolated(name));
-}
-
-OsError IsolatedSharedObjects::InitSharedMutex(SharedMutexStorage* mutex) {
-  return mutex_error != 0 ? mutex_error : PosixSharedObjects::InitSharedMutex(mutex);
-}
-
-OsError IsolatedSharedObjects::OpenDevice(const std::string& path,
-                                          std::unique_ptr<WritableFile>* device) {
-  return device_error != 0 ? device_error : PosixSharedObjects::OpenDevice(path, device);
-}
-
-TestEnv::TestEnv()
-    : env(Env::Default().files(), registry, folders, libraries, shared, clock, process) {}
-
 void TestEnv::SetTrace(const std::string& name, const std::string& text) {
   registry.SetString(kTraceConfigKey, name, text);
-}
-
-void TestEnv::SetTrace(std::initializer_list<std::pair<std::string, std::string>> values) {
-  for (const auto& [name, text] : values) SetTrace(name, text);
 }
 
 }  // namespace q9::testing

@@ -53,7 +53,9 @@ class FakeKnownFolders : public KnownFolders {
 // Keys and value names compare ignoring ASCII case, as in the real registry.
 class FakeRegistry : public Registry {
  public:
-  void SetString(const std::string& key, const std::string& name, const std::string& text);
+  void SetString(const std::string& key, const std::string& name, const std::string& text) {
+    Set(key, name, RegistryValue{RegistryType::kString, text, {}});
+  }
   void Set(const std::string& key, const std::string& name, const RegistryValue& value);
   bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
 
@@ -89,20 +91,38 @@ class FakeLibraries : public DynamicLibraries {
 class IsolatedSharedObjects : public PosixSharedObjects {
  public:
   IsolatedSharedObjects();
-  ~IsolatedSharedObjects() override;
+  ~IsolatedSharedObjects() override {
+    for (const std::string& name : created_) (void)PosixSharedObjects::RemoveSharedMemory(name);
+  }
 
   OsError MapSharedMemory(const std::string& name, size_t min_size, bool create,
-                          std::unique_ptr<SharedMemory>* memory) override;
+                          std::unique_ptr<SharedMemory>* memory) override {
+    if (map_error != 0) return map_error;
+    const OsError error =
+        PosixSharedObjects::MapSharedMemory(Isolated(name), min_size, create, memory);
+    if (error == 0 && create) created_.insert(Isolated(name));
+    return error;
+  }
   OsError MapSharedMemoryReadOnly(const std::string& name,
-                                  std::unique_ptr<SharedMemory>* memory) override;
-  OsError RemoveSharedMemory(const std::string& name) override;
-  OsError InitSharedMutex(SharedMutexStorage* mutex) override;
-  OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override;
+                                  std::unique_ptr<SharedMemory>* memory) override {
+    return PosixSharedObjects::MapSharedMemoryReadOnly(Isolated(name), memory);
+  }
+  OsError RemoveSharedMemory(const std::string& name) override {
+    return PosixSharedObjects::RemoveSharedMemory(Isolated(name));
+  }
+  OsError InitSharedMutex(SharedMutexStorage* mutex) override {
+    return mutex_error != 0 ? mutex_error : PosixSharedObjects::InitSharedMutex(mutex);
+  }
+  OsError OpenDevice(const std::string& path, std::unique_ptr<WritableFile>* device) override {
+    return device_error != 0 ? device_error : PosixSharedObjects::OpenDevice(path, device);
+  }
   OsError PrepareTraceSecurity() override { return security_result; }
   void ReleaseTraceSecurity() override { ++security_released; }
 
   // The name the real object has for `name`.
-  std::string Isolated(const std::string& name) const;
+  std::string Isolated(const std::string& name) const {
+    return stem_ + (name.starts_with('/') ? name.substr(1) : name);
+  }
 
   OsError map_error = 0;
   OsError mutex_error = 0;
@@ -116,17 +136,18 @@ class IsolatedSharedObjects : public PosixSharedObjects {
 };
 
 struct TestEnv {
-  TestEnv();
   // Sets string values of the trace configuration key.
   void SetTrace(const std::string& name, const std::string& text);
-  void SetTrace(std::initializer_list<std::pair<std::string, std::string>> values);
+  void SetTrace(std::initializer_list<std::pair<std::string, std::string>> values) {
+    for (const auto& [name, text] : values) SetTrace(name, text);
+  }
   FakeProcess process;
   FakeKnownFolders folders;
   FakeRegistry registry;
   IsolatedSharedObjects shared;
   FakeLibraries libraries;
   ManualClock clock;
-  Env env;
+  Env env{Env::Default().files(), registry, folders, libraries, shared, clock, process};
 };
 
 // A WritableFile that appends to a string owned by the test.
