@@ -13,6 +13,7 @@ namespace {
 using trace_level::kEntry;
 using trace_level::kProgress;
 using trace_level::kResult;
+using trace_level::kWarning;
 
 constexpr TraceSite kSite{"Installer", "Update: "};
 
@@ -177,14 +178,17 @@ ResultCode Installer::Update() {
     const std::string old_folder = JoinPath(paths().LogDevicesBackup(), "LogDevices");
     const std::vector<std::string> old_devices = ListFiles(old_folder);
     // Known, but by design deciding nothing: hidden or not, every old device
-    // is merged and restored alike.
+    // is merged and restored alike. So the reads, which show only in the
+    // trace, are made only when the trace would record them.
     std::vector<std::string> hidden_old_devices;
-    for (const std::string& old_name : old_devices) {
-      std::string hidden;
-      if (ReadParameterValue(xml(), JoinPath(old_folder, old_name), "Ndi", "hidden", &hidden) ==
-              PGSP_OK &&
-          EqualsIgnoreCase(hidden, "true")) {
-        hidden_old_devices.push_back(old_name);
+    if (TraceLevelEnabled(kEntry | kWarning | kProgress | kResult)) {
+      for (const std::string& old_name : old_devices) {
+        std::string hidden;
+        if (ReadParameterValue(xml(), JoinPath(old_folder, old_name), "Ndi", "hidden", &hidden) ==
+                PGSP_OK &&
+            EqualsIgnoreCase(hidden, "true")) {
+          hidden_old_devices.push_back(old_name);
+        }
       }
     }
     log_.Write("Do merge");
