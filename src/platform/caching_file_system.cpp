@@ -324,8 +324,8 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
   }
 }
 
-bool CachingFileSystem::FindIgnoringCase(const std::string& folder, std::string_view name,
-                                         std::string* match) {
+bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name,
+                               DirEntry* match) {
   std::lock_guard lock(mutex_);
   const std::optional<std::string> key = FoldedKey(folder);
   if (!key) return false;
@@ -353,7 +353,9 @@ bool CachingFileSystem::FindIgnoringCase(const std::string& folder, std::string_
   }
   if (kept->listing->error != os_error::kSuccess) return false;
   const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(*kept->listing->value, name);
-  *match = equal.empty() ? std::string() : equal.front().name;
+  const auto exact = std::find_if(equal.begin(), equal.end(),
+                                  [&](const DirEntry& entry) { return entry.name == name; });
+  *match = exact != equal.end() ? *exact : equal.empty() ? DirEntry{} : equal.front();
   return true;
 }
 

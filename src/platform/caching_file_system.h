@@ -97,8 +97,7 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   Kept* Find(const std::string& path);
   // Answers from the listing kept under exactly the spelling `folder`,
   // listing the folder first when none is kept.
-  bool FindIgnoringCase(const std::string& folder, std::string_view name,
-                        std::string* match) override;
+  bool LookUp(const std::string& folder, std::string_view name, DirEntry* match) override;
   // Counts `bytes` against the budget; over it, everything goes.
   void Charge(uint64_t bytes);
   void DropAllLocked();
@@ -106,7 +105,7 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   FileSystem& base_;
   const uint64_t budget_;
   // Recursive: a read holds it across the call below, which may ask
-  // FindIgnoringCase.
+  // LookUp.
   std::recursive_mutex mutex_;
   // Keyed by the path folded to ASCII upper case: every spelling that can
   // name one entry shares a key, and a folder's subtree is one key range.

@@ -105,11 +105,11 @@ class FolderNames {
  public:
   virtual ~FolderNames() = default;
   // True when it knows (or has just listed) the entries of the folder
-  // spelled exactly `folder`: then `*match` is the first of them in listing
-  // order whose name equals `name` ignoring ASCII case, or empty when none
-  // does. False otherwise.
-  virtual bool FindIgnoringCase(const std::string& folder, std::string_view name,
-                                std::string* match) = 0;
+  // spelled exactly `folder`: then `*match` is the entry named exactly
+  // `name` if there is one, else the first in listing order whose name
+  // equals `name` ignoring ASCII case; its name is empty when none does.
+  // False otherwise.
+  virtual bool LookUp(const std::string& folder, std::string_view name, DirEntry* match) = 0;
 };
 
 // Paths are UTF-8 and use the native separator. Implementations for a

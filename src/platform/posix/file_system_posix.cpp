@@ -211,6 +211,8 @@ class PosixSequentialFile final : public SequentialFile {
 const char kPathSeparator = '/';
 
 std::string PosixFileSystem::Resolve(const std::string& path) {
+  // Kept listings answer only for folders spelled as on disk, which the path
+  // as given need not be; its candidates below are.
   if (path.empty() || Exists(path)) return path;
   // Every prefix of a path that exists as spelled exists too, so the longest
   // such prefix is looked for from the end, where spellings usually differ,
@@ -234,7 +236,7 @@ std::string PosixFileSystem::Resolve(const std::string& path) {
     std::string candidate = resolved.empty() || resolved.ends_with('/')
                                 ? resolved + component
                                 : resolved + '/' + component;
-    if (end > existing && !Exists(candidate)) {
+    if (end > existing && EntryKind(candidate) == Kind::kMissing) {
       std::string match;
       if (component != "." && component != ".." && FindIgnoringCase(resolved, component, &match)) {
         candidate = resolved.empty() || resolved.ends_with('/') ? resolved + match
@@ -280,13 +282,39 @@ size_t PosixFileSystem::ConfinedStart(const std::string& real) const {
   return start;
 }
 
+PosixFileSystem::Kind PosixFileSystem::KeptKind(const std::string& real) const {
+  FolderNames* names = names_.load();
+  const size_t slash = real.rfind('/');
+  const size_t start = ConfinedStart(real);
+  if (names == nullptr || start == 0 || slash == std::string::npos || slash + 1 < start) {
+    return Kind::kUnknown;
+  }
+  const std::string_view name = std::string_view(real).substr(slash + 1);
+  if (name.empty() || name == "." || name == "..") return Kind::kUnknown;
+  DirEntry entry;
+  // Only an entry listed under exactly this name counts: what a listing
+  // leaves out (temporary files, names it does not have yet) is asked of the
+  // disk.
+  if (!names->LookUp(real.substr(0, slash), name, &entry) || entry.name != name) {
+    return Kind::kUnknown;
+  }
+  return entry.is_link ? Kind::kLink : Kind::kOther;
+}
+
+PosixFileSystem::Kind PosixFileSystem::EntryKind(const std::string& real) const {
+  const Kind kept = KeptKind(real);
+  if (kept != Kind::kUnknown) return kept;
+  struct stat st;
+  if (::lstat(real.c_str(), &st) != 0) return Kind::kMissing;
+  return S_ISLNK(st.st_mode) ? Kind::kLink : Kind::kOther;
+}
+
 bool PosixFileSystem::LastIsLinkBelowRoot(const std::string& real) const {
   const size_t start = ConfinedStart(real);
   const size_t end = real.find_last_not_of('/') + 1;
   if (start == 0 || end <= start) return false;
   const std::string entry = real.substr(0, end);
-  struct stat st;
-  if (::lstat(entry.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return false;
+  if (EntryKind(entry) != Kind::kLink) return false;
   notes_->LinkNotFollowed(entry);
   return true;
 }
@@ -300,10 +328,10 @@ OsError PosixFileSystem::RefuseLinksBelowRoot(const std::string& real, LastCompo
     const bool is_last = real.find_first_not_of('/', end) == std::string::npos;
     if (is_last && last == LastComponent::kTakeAsItIs) break;
     const std::string prefix = real.substr(0, end);
-    struct stat st;
+    const Kind kind = EntryKind(prefix);
     // What does not exist is left to the operation to report.
-    if (::lstat(prefix.c_str(), &st) != 0) break;
-    if (S_ISLNK(st.st_mode)) {
+    if (kind == Kind::kMissing) break;
+    if (kind == Kind::kLink) {
       notes_->LinkNotFollowed(prefix);
       return os_error::kAccessDenied;
     }
@@ -324,7 +352,11 @@ OsError PosixFileSystem::ResolveConfined(const std::string& path, LastComponent 
 bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::string& name,
                                        std::string* match) {
   FolderNames* names = names_.load();
-  if (names != nullptr && names->FindIgnoringCase(folder, name, match)) return !match->empty();
+  DirEntry entry;
+  if (names != nullptr && names->LookUp(folder, name, &entry)) {
+    *match = std::move(entry.name);
+    return !match->empty();
+  }
   ScopedDir handle(::opendir(folder.empty() ? "." : folder.c_str()));
   if (!handle) return false;
   bool found = false;

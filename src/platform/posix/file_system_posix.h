@@ -56,6 +56,14 @@ class PosixFileSystem final : public FileSystem {
   // 0, or 5 (noted with the link's name) when a component of the resolved
   // path `real` below a confined root is a symbolic link.
   OsError RefuseLinksBelowRoot(const std::string& real, LastComponent last) const;
+  enum class Kind { kUnknown, kMissing, kLink, kOther };
+  // What the listing a wrapper keeps of its folder says of the entry `real`
+  // below a confined root, without asking the disk: kLink or kOther when it
+  // lists that very name, else kUnknown.
+  Kind KeptKind(const std::string& real) const;
+  // The kind of the entry `real` (never kUnknown), from the kept listing or
+  // else from the disk; a path that cannot be examined counts as missing.
+  Kind EntryKind(const std::string& real) const;
   // Whether the last component of `real` lies below a confined root and is
   // a symbolic link (then noted, as RefuseLinksBelowRoot notes it).
   bool LastIsLinkBelowRoot(const std::string& real) const;
