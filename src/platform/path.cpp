@@ -3,12 +3,6 @@
 #include <algorithm>
 
 namespace q9 {
-namespace {
-
-char FoldAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
-
-}  // namespace
-
 std::string JoinPath(std::string_view folder, std::string_view name) {
   std::string joined(folder);
   if (!folder.empty() && !name.empty()) joined += kPathSeparator;
@@ -39,16 +33,20 @@ bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle) {
 }
 
 bool StoreOrderLess(std::string_view a, std::string_view b) {
-  const auto less_upper = [](char x, char y) {
-    return static_cast<unsigned char>(FoldAscii(x)) < static_cast<unsigned char>(FoldAscii(y));
-  };
-  if (std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), less_upper)) {
-    return true;
+  // One pass: the upper-case forms decide, and where they are equal the
+  // first byte that differs, as a bytewise comparison would.
+  const size_t common = std::min(a.size(), b.size());
+  int bytewise = 0;
+  for (size_t i = 0; i < common; ++i) {
+    const auto x = static_cast<unsigned char>(FoldAscii(a[i]));
+    const auto y = static_cast<unsigned char>(FoldAscii(b[i]));
+    if (x != y) return x < y;
+    if (bytewise == 0 && a[i] != b[i]) {
+      bytewise = static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]) ? -1 : 1;
+    }
   }
-  if (std::lexicographical_compare(b.begin(), b.end(), a.begin(), a.end(), less_upper)) {
-    return false;
-  }
-  return a < b;
+  if (a.size() != b.size()) return a.size() < b.size();
+  return bytewise < 0;
 }
 
 }  // namespace q9

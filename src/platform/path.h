@@ -18,7 +18,9 @@ std::string_view BaseName(std::string_view path);
 // Everything before the last separator; empty when there is none.
 std::string_view ParentPath(std::string_view path);
 
-// ASCII-only case folding, as the store's comparisons need.
+// ASCII-only case folding, as the store's comparisons need: `c` in upper
+// case, other bytes as they are.
+inline char FoldAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle);
 

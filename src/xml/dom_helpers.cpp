@@ -39,8 +39,18 @@ std::string_view LocalName(const xmlNode* node) {
   return node != nullptr && node->name != nullptr ? FromXml(node->name) : std::string_view();
 }
 
+// The walks compare every element's name, mostly against names it does not
+// have: the comparisons stop at the first difference instead of measuring
+// the element's name first.
 bool IsElementNamed(const xmlNode* node, std::string_view name) {
-  return IsElement(node) && LocalName(node) == name;
+  if (!IsElement(node) || node->name == nullptr) return false;
+  const xmlChar* own = node->name;
+  for (const char wanted : name) {
+    // A shorter name ends at its terminator, which no wanted character is.
+    if (*own != static_cast<xmlChar>(wanted)) return false;
+    ++own;
+  }
+  return *own == '\0';
 }
 
 bool HasElementName(const xmlNode* node, std::string_view name) {
@@ -52,7 +62,13 @@ bool HasElementName(const xmlNode* node, std::string_view name) {
 }
 
 bool IsElementNamedIgnoreCase(const xmlNode* node, std::string_view name) {
-  return IsElement(node) && EqualsIgnoreCase(LocalName(node), name);
+  if (!IsElement(node) || node->name == nullptr) return false;
+  const char* own = FromXml(node->name);
+  for (const char wanted : name) {
+    if (FoldAscii(*own) != FoldAscii(wanted)) return false;
+    ++own;
+  }
+  return *own == '\0';
 }
 
 xmlNode* NextElementInDocumentOrder(const xmlNode* current, const xmlNode* top) {
