@@ -264,6 +264,7 @@ void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
     return;
   }
   kept_.erase(*key);
+  ForgetRecent(*key, false);
   const std::string below = *key + kPathSeparator;
   auto it = kept_.lower_bound(below);
   while (it != kept_.end() && it->first.starts_with(below)) it = kept_.erase(it);
@@ -271,6 +272,7 @@ void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
     std::string parent(ParentPath(*key));
     if (parent.empty()) parent = std::string(1, kPathSeparator);
     kept_.erase(parent);
+    ForgetRecent(parent, true);
   }
 }
 
@@ -308,6 +310,7 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
     if (!equal.empty()) continue;
     if (error != os_error::kSuccess) {
       kept.listing.reset();  // a failed write may still have left a file
+      ForgetRecent(parent, true);
       continue;
     }
     // A listing a caller still holds is read-only to it, so it gets a copy;
@@ -315,7 +318,10 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
     // writes file after file into one folder a copy per file.
     const auto at = equal.data() - entries.data();
     std::shared_ptr<const std::vector<DirEntry>>& shared = kept.listing->value;
-    if (shared.use_count() != 1) shared = std::make_shared<std::vector<DirEntry>>(entries);
+    if (shared.use_count() != 1) {
+      shared = std::make_shared<std::vector<DirEntry>>(entries);
+      ForgetRecent(parent, true);
+    }
     // Every kept listing was made as a non-const vector.
     auto& own = const_cast<std::vector<DirEntry>&>(*shared);
     own.insert(own.begin() + at, DirEntry{std::string(name), false, false});
@@ -327,8 +333,21 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
 bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name,
                                DirEntry* match) {
   std::lock_guard lock(mutex_);
+  const std::vector<DirEntry>* entries = KeptListing(folder);
+  if (entries == nullptr) return false;
+  const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(*entries, name);
+  const auto exact = std::find_if(equal.begin(), equal.end(),
+                                  [&](const DirEntry& entry) { return entry.name == name; });
+  *match = exact != equal.end() ? *exact : equal.empty() ? DirEntry{} : equal.front();
+  return true;
+}
+
+const std::vector<DirEntry>* CachingFileSystem::KeptListing(const std::string& folder) {
+  for (const Recent& recent : recent_) {
+    if (recent.spelling == folder) return recent.entries;
+  }
   const std::optional<std::string> key = FoldedKey(folder);
-  if (!key) return false;
+  if (!key) return nullptr;
   // The folder is listed and kept when it was not, so that the next name
   // looked up in it costs no search either. A read that holds an entry
   // while the file system below calls this holds one for a path inside
@@ -345,18 +364,25 @@ bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name,
   if (!kept->listing) {
     auto listing = std::make_shared<std::vector<DirEntry>>();
     const OsError error = base_.ListDirectory(folder, listing.get());
-    if (!Keepable(error)) return false;
+    if (!Keepable(error)) return nullptr;
     bucket = &kept_[*key];
     kept = &*std::find_if(bucket->begin(), bucket->end(), spelled);
     charged_ += Size(*listing);
     kept->listing = Answer<std::shared_ptr<const std::vector<DirEntry>>>{error, std::move(listing)};
   }
-  if (kept->listing->error != os_error::kSuccess) return false;
-  const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(*kept->listing->value, name);
-  const auto exact = std::find_if(equal.begin(), equal.end(),
-                                  [&](const DirEntry& entry) { return entry.name == name; });
-  *match = exact != equal.end() ? *exact : equal.empty() ? DirEntry{} : equal.front();
-  return true;
+  if (kept->listing->error != os_error::kSuccess) return nullptr;
+  constexpr size_t kRecentFolders = 8;
+  if (recent_.size() == kRecentFolders) recent_.erase(recent_.begin());
+  recent_.push_back(Recent{*key, folder, kept->listing->value.get()});
+  return recent_.back().entries;
+}
+
+void CachingFileSystem::ForgetRecent(std::string_view key, bool only_key) {
+  std::erase_if(recent_, [&](const Recent& recent) {
+    return recent.key == key ||
+           (!only_key && recent.key.size() > key.size() && recent.key.starts_with(key) &&
+            (key.ends_with(kPathSeparator) || recent.key[key.size()] == kPathSeparator));
+  });
 }
 
 CachingFileSystem::Kept* CachingFileSystem::Find(const std::string& path) {
@@ -378,6 +404,7 @@ void CachingFileSystem::Charge(uint64_t bytes) {
 
 void CachingFileSystem::DropAllLocked() {
   kept_.clear();
+  recent_.clear();
   charged_ = 0;
 }
 

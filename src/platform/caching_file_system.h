@@ -98,6 +98,12 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   // Answers from the listing kept under exactly the spelling `folder`,
   // listing the folder first when none is kept.
   bool LookUp(const std::string& folder, std::string_view name, DirEntry* match) override;
+  // The listing kept for exactly the spelling `folder` (listed now when none
+  // is), or nullptr when the folder cannot be listed.
+  const std::vector<DirEntry>* KeptListing(const std::string& folder);
+  // Forgets the recent listings of `key` and, unless `only_key`, of every
+  // folder below it.
+  void ForgetRecent(std::string_view key, bool only_key);
   // Counts `bytes` against the budget; over it, everything goes.
   void Charge(uint64_t bytes);
   void DropAllLocked();
@@ -111,6 +117,16 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   // name one entry shares a key, and a folder's subtree is one key range.
   std::map<std::string, Bucket> kept_;
   uint64_t charged_ = 0;
+  // The last folders LookUp answered for. Every path checked below asks for
+  // each of its folders in turn, call after call, and a look-up in kept_ by
+  // the folded key costs more than the comparison of a few spellings. An
+  // entry goes as soon as its listing is dropped or replaced.
+  struct Recent {
+    std::string key;
+    std::string spelling;
+    const std::vector<DirEntry>* entries;
+  };
+  std::vector<Recent> recent_;
 };
 
 }  // namespace q9
