@@ -13,7 +13,10 @@
 namespace q9 {
 namespace {
 
-constexpr std::array<const char*, 8> kSectionNames{
+// Views rather than pointers: the walks compare every element against all of
+// them, and a view knows its length. Each views a whole literal, so data()
+// is terminated.
+constexpr std::array<std::string_view, 8> kSectionNames{
     "LocalSettings", "NetworkSettings", "Bindings",        "Ndi",
     "DeviceHeader",  "SpareSection",    "BoardAttributes", "Install",
 };
@@ -247,7 +250,7 @@ ParameterEntry EntryOf(const xmlNode* parameter) {
 
 const char* SectionElementName(int32_t index) {
   if (index < 0 || index >= static_cast<int32_t>(kSectionNames.size())) return nullptr;
-  return kSectionNames[static_cast<size_t>(index)];
+  return kSectionNames[static_cast<size_t>(index)].data();
 }
 
 ResultCode CheckParameterValue(std::string_view name, std::string_view type, std::string_view value,
@@ -314,7 +317,12 @@ AllSections AllSectionParameters(const TemplateDocument& document) {
        element = NextElementInDocumentOrder(element, root)) {
     const std::string_view name = LocalName(element);
     for (size_t index = 0; index < kSectionNames.size(); ++index) {
-      if (!EqualsIgnoreCase(name, kSectionNames[index])) continue;
+      // Most elements are parameters, names and values: the length rules
+      // them out before any comparison of characters.
+      if (name.size() != kSectionNames[index].size() ||
+          !EqualsIgnoreCase(name, kSectionNames[index])) {
+        continue;
+      }
       for (const xmlNode* child = element->children; child != nullptr; child = child->next) {
         if (IsParameterKind(child)) sections[index].push_back(EntryOf(child));
       }
