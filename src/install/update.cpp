@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "install/installer.h"
 #include "merge/merge_and_copy.h"
@@ -17,10 +20,35 @@ using trace_level::kWarning;
 
 constexpr TraceSite kSite{"Installer", "Update: "};
 
-// True when `text` begins with `prefix`, ignoring ASCII case.
-bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() && EqualsIgnoreCase(text.substr(0, prefix.size()), prefix);
-}
+// Device names folded to upper case and sorted, so that the names that begin
+// with a given one (ignoring ASCII case) are found by a search: the device
+// lists of an Update are matched against each other, and comparing every
+// pair grows with the square of the store.
+class PrefixIndex {
+ public:
+  explicit PrefixIndex(const std::vector<std::string>& names) {
+    folded_.reserve(names.size());
+    for (size_t position = 0; position < names.size(); ++position) {
+      folded_.emplace_back(FoldedAscii(names[position]), position);
+    }
+    std::sort(folded_.begin(), folded_.end());
+  }
+
+  // Positions, in ascending order, of the names that begin with `prefix`.
+  std::vector<size_t> Beginning(std::string_view prefix) const {
+    const std::string key = FoldedAscii(prefix);
+    std::vector<size_t> positions;
+    for (auto it = std::lower_bound(folded_.begin(), folded_.end(), std::pair(key, size_t{0}));
+         it != folded_.end() && it->first.starts_with(key); ++it) {
+      positions.push_back(it->second);
+    }
+    std::sort(positions.begin(), positions.end());
+    return positions;
+  }
+
+ private:
+  std::vector<std::pair<std::string, size_t>> folded_;
+};
 
 }  // namespace
 
@@ -70,22 +98,23 @@ void Installer::RestoreLogDevices() {
 void Installer::MergeOldIntoNewLogDevices(const std::vector<std::string>& new_devices,
                                           const std::vector<std::string>& old_devices) {
   const std::string old_folder = JoinPath(paths().LogDevicesBackup(), "LogDevices");
+  const PrefixIndex old_index(old_devices);
   for (const std::string& new_name : new_devices) {
-    for (const std::string& old_name : old_devices) {
-      if (!StartsWithIgnoreCase(old_name, new_name)) continue;
-      MergeLogDevices(xml(), log_, JoinPath(paths().DataLogDevices(), new_name),
-                      JoinPath(old_folder, old_name));
-      break;
-    }
+    // The first old device, in listing order, whose name begins with the new one.
+    const std::vector<size_t> matches = old_index.Beginning(new_name);
+    if (matches.empty()) continue;
+    MergeLogDevices(xml(), log_, JoinPath(paths().DataLogDevices(), new_name),
+                    JoinPath(old_folder, old_devices[matches.front()]));
   }
 }
 
 void Installer::RestoreOldCopies(const std::vector<std::string>& new_devices,
                                  const std::vector<std::string>& old_devices) {
   const std::string old_folder = JoinPath(paths().LogDevicesBackup(), "LogDevices");
+  const PrefixIndex new_index(new_devices);
   for (const std::string& old_name : old_devices) {
-    for (const std::string& new_name : new_devices) {
-      if (!StartsWithIgnoreCase(new_name, old_name)) continue;
+    for (const size_t position : new_index.Beginning(old_name)) {
+      const std::string& new_name = new_devices[position];
       Q9_TRACE(kSite, kProgress, "Restore copied and not newly created LogDevices: %s",
                old_name.c_str());
       // Without overwrite: a device the library made again keeps the merged values.

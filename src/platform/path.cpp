@@ -20,6 +20,12 @@ std::string_view ParentPath(std::string_view path) {
   return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
 }
 
+std::string FoldedAscii(std::string_view text) {
+  std::string folded(text);
+  for (char& c : folded) c = FoldAscii(c);
+  return folded;
+}
+
 bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() &&
          std::equal(a.begin(), a.end(), b.begin(),

@@ -21,6 +21,7 @@ std::string_view ParentPath(std::string_view path);
 // ASCII-only case folding, as the store's comparisons need: `c` in upper
 // case, other bytes as they are.
 inline char FoldAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
+std::string FoldedAscii(std::string_view text);
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle);
 

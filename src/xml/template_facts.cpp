@@ -15,21 +15,12 @@ namespace {
 constexpr uint32_t kUnreadable = 0;
 constexpr uint32_t kNoKey = UINT32_MAX;
 
-// ASCII letters folded, as EqualsIgnoreCase compares them.
-std::string Folded(std::string_view text) {
-  std::string folded(text);
-  for (char& c : folded) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return folded;
-}
-
-std::string FoldedPath(const std::string& path) { return Folded(ApplyFileNameRule(path)); }
+std::string FoldedPath(const std::string& path) { return FoldedAscii(ApplyFileNameRule(path)); }
 
 // Values that compare equal ignoring case give one key. NUL joins them: no
 // XML value can hold it.
 void AppendToKey(std::string_view value, std::string* key) {
-  *key += Folded(value);
+  *key += FoldedAscii(value);
   *key += '\0';
 }
 
@@ -73,7 +64,7 @@ ResultCode TemplateFacts::Lookup(const std::string& path, const std::string& key
 
 void TemplateFacts::Forget(const std::string& path) {
   const std::string file = ApplyFileNameRule(path);
-  files_.erase(Folded(file));
+  files_.erase(FoldedAscii(file));
   // Every index hears of it: a file name says nothing of another folder, and
   // a folder spelled differently must not keep a stale key.
   for (auto& [id, index] : indexes_) index.written.emplace_back(BaseName(file));
@@ -84,7 +75,7 @@ uint32_t TemplateFacts::NextCandidate(const std::string& folder,
                                       std::span<const std::string> wanted, uint32_t from) {
   std::shared_ptr<const std::vector<DirEntry>> listing;
   if (xml_.env().files().ListDirectoryShared(folder, &listing) != os_error::kSuccess) return from;
-  std::string id = Folded(folder);
+  std::string id = FoldedAscii(folder);
   for (const IdentityField& field : fields) {
     id.append(1, '\0').append(field.section).append(1, '/').append(field.name);
   }
