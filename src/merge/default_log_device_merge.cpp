@@ -95,12 +95,17 @@ void MergeLoadEntries(const TemplateDocument& source, TemplateDocument& target) 
 
 void MergeDefaultLogDevices(XmlContext& xml, InstallLog& log, const std::string& source_file,
                             const std::string& target_file, uint8_t overwrite,
-                            TemplateDocument* source) {
+                            TemplateDocument* source, const AllSections* source_sections) {
   RunMerge(xml, log, "MergeDefaultLogDevices", kSite, source_file, target_file, source,
            [&](const TemplateDocument& source, TemplateDocument& target) {
              log.Write("Enumerate and merge Parameters from:  <LocalSettings>, <NetworkSettings>, "
                        "<Bindings>, <Ndi>, <SpareSection> and <DeviceHeader>");
-             MergeParameterSections(source, target, {0, 1, 2, 3, 4, 5}, overwrite, kSite);
+             if (source_sections != nullptr) {
+               MergeParameterSections(*source_sections, target, {0, 1, 2, 3, 4, 5}, overwrite,
+                                      kSite);
+             } else {
+               MergeParameterSections(source, target, {0, 1, 2, 3, 4, 5}, overwrite, kSite);
+             }
              log.Write("Enumerate and merge Parameters from:  <SpareSection>");
              RemoveSpareDuplicates(target);
              log.Write("Merge Subdevices");

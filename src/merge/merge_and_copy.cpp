@@ -67,14 +67,18 @@ struct Merger::Folders {
   std::string meta_boards;
 };
 
-ResultCode Merger::ValidateValues(const std::string& path, TemplateDocument* document) {
+ResultCode Merger::ValidateValues(const std::string& path, TemplateDocument* document,
+                                  AllSections* sections) {
   static constexpr TraceSite kValidate{"Merge", "ValidateValues: "};
   Q9_TRACE(kValidate, kEntry, ">> Start validating %s", path.c_str());
   std::vector<std::string> keys;
   TemplateDocument own;
   if (document == nullptr) document = &own;
+  AllSections own_sections;
+  if (sections == nullptr) sections = &own_sections;
   if (LoadTemplate(files_.xml(), path, document) == PGSP_OK) {
-    for (const std::vector<ParameterEntry>& section : AllSectionParameters(*document)) {
+    *sections = AllSectionParameters(*document);
+    for (const std::vector<ParameterEntry>& section : *sections) {
       for (const ParameterEntry& entry : section) {
         keys.push_back(entry.name + "&&" + entry.value + "&&" + entry.kind);
       }
@@ -98,7 +102,8 @@ void Merger::MergeDefaultLogDeviceFile(const Folders& folders, const std::string
   XmlContext& xml = files_.xml();
   const std::string source = JoinPath(folders.install_default_log_devices, name);
   TemplateDocument document;
-  if (ValidateValues(source, &document) != PGSP_OK) return;
+  AllSections sections;
+  if (ValidateValues(source, &document, &sections) != PGSP_OK) return;
   if (ValidateFile(xml, source, folders.schemes, "Corvane.Device.Driver.Logdevice", &document) !=
       PGSP_OK) {
     Q9_TRACE(kSite, kProgress, "Invalid file: %s not coppied to meta", source.c_str());
@@ -153,7 +158,8 @@ void Merger::MergeDefaultLogDeviceFile(const Folders& folders, const std::string
     } else {
       Q9_TRACE(kSite, kProgress, "Merge .. dest MajorVersion > source MajorVersion");
     }
-    MergeDefaultLogDevices(xml, log_, source, target, overwrite, &document);
+    MergeDefaultLogDevices(xml, log_, source, target, overwrite, &document,
+                           document.loaded() ? &sections : nullptr);
     return;  // only the first match is handled
   }
   (void)files_.CopyFiles(log_, source, JoinPath(meta, name), 0);

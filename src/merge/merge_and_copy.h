@@ -8,6 +8,7 @@
 #include "log/install_log.h"
 #include "platform/result_code.h"
 #include "store/file_operator.h"
+#include "xml/parameter_section.h"
 #include "xml/template_document.h"
 
 namespace q9 {
@@ -28,10 +29,12 @@ class Merger {
   // 87 ("Error: Double Entry found ..." traced) when two parameters of the
   // sections 0 to 7 of the default log device `path` agree in name, value and
   // kind; otherwise 0, also for a file that does not load (validation reports
-  // that one). With `document` given, the file is loaded into it, so that
-  // the caller can validate it without reading it again.
+  // that one). With `document` given, the file is loaded into it, and with
+  // `sections` its parameters are kept there, so that the caller can
+  // validate and merge it without reading it again.
   [[nodiscard]] ResultCode ValidateValues(const std::string& path,
-                                          TemplateDocument* document = nullptr);
+                                          TemplateDocument* document = nullptr,
+                                          AllSections* sections = nullptr);
 
  private:
   struct Folders;

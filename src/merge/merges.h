@@ -9,6 +9,7 @@
 #include <string>
 
 #include "log/install_log.h"
+#include "xml/parameter_section.h"
 #include "xml/template_document.h"
 #include "xml/xml_context.h"
 
@@ -18,10 +19,12 @@ namespace q9 {
 // sections, SpareSection clean-up, subdevices, Load entries, user interfaces.
 // Only `overwrite` == 1 lets a source value replace a target value.
 // `source`, when given and loaded, is `source_file` as the caller loaded it
-// just before, and is used instead of loading the file again.
+// just before, and is used instead of loading the file again; so are its
+// parameters, `source_sections`, when given with it.
 void MergeDefaultLogDevices(XmlContext& xml, InstallLog& log, const std::string& source_file,
                             const std::string& target_file, uint8_t overwrite,
-                            TemplateDocument* source = nullptr);
+                            TemplateDocument* source = nullptr,
+                            const AllSections* source_sections = nullptr);
 
 // Merges the protocol `source_file` into `target_file`; nothing that only the
 // target has is removed.

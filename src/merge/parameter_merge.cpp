@@ -22,7 +22,12 @@ const ParameterEntry* FindByName(const std::vector<ParameterEntry>& entries,
 void MergeParameterSections(const TemplateDocument& source, TemplateDocument& target,
                             std::initializer_list<int32_t> sections, uint8_t overwrite,
                             const TraceSite& site) {
-  const AllSections source_sections = AllSectionParameters(source);
+  MergeParameterSections(AllSectionParameters(source), target, sections, overwrite, site);
+}
+
+void MergeParameterSections(const AllSections& source_sections, TemplateDocument& target,
+                            std::initializer_list<int32_t> sections, uint8_t overwrite,
+                            const TraceSite& site) {
   for (int32_t section : sections) {
     const std::vector<ParameterEntry>& from = source_sections[static_cast<size_t>(section)];
     // The target is read again for each section: the ones before changed it.

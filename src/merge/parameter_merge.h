@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "trace/trace.h"
+#include "xml/parameter_section.h"
 #include "xml/template_document.h"
 
 namespace q9 {
@@ -16,6 +17,10 @@ namespace q9 {
 // before its section is written, so a name the source holds twice is added
 // once and then set again.
 void MergeParameterSections(const TemplateDocument& source, TemplateDocument& target,
+                            std::initializer_list<int32_t> sections, uint8_t overwrite,
+                            const TraceSite& site);
+// The same with the source's parameters read already.
+void MergeParameterSections(const AllSections& source_sections, TemplateDocument& target,
                             std::initializer_list<int32_t> sections, uint8_t overwrite,
                             const TraceSite& site);
 
