@@ -484,9 +484,8 @@ OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string&
   if (error != os_error::kSuccess) return error;
 
   TempFile temp(*notes_, to);
-  if ((error = temp.Create((st.st_mode & 07777) | S_IRUSR | S_IWUSR)) != os_error::kSuccess) {
-    return error;
-  }
+  const mode_t writable = (st.st_mode & 07777) | S_IRUSR | S_IWUSR;
+  if ((error = temp.Create(writable)) != os_error::kSuccess) return error;
   char buffer[64 * 1024];
   for (;;) {
     const ssize_t n = ::read(source.get(), buffer, sizeof buffer);
@@ -501,7 +500,9 @@ OsError PosixFileSystem::CopyOneFile(const std::string& from, const std::string&
     }
   }
   // The copy keeps the source's permission bits, read-only flag included.
-  if (::fchmod(temp.fd(), st.st_mode & 07777) != 0) return notes_->FromErrno(errno);
+  if ((st.st_mode & 07777) != writable && ::fchmod(temp.fd(), st.st_mode & 07777) != 0) {
+    return notes_->FromErrno(errno);
+  }
   return temp.Commit(overwrite);
 }
 
