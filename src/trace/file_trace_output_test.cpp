@@ -10,6 +10,7 @@ namespace q9 {
 namespace {
 
 using testing::ReadText;
+using namespace std::chrono_literals;
 
 class FileTraceOutputTest : public ::testing::Test {
  protected:
@@ -55,23 +56,7 @@ TEST_F(FileTraceOutputTest, ChoosesTheFileToContinueByModificationTime) {
   EXPECT_EQ(ReadText(File(1)), "one\nd\n");
 }
 
-TEST_F(FileTraceOutputTest, JoinsTheFileOfAWriterAlreadyAtWork) {
-  auto running = Open(10);
-  running->Write(8, "a111\n");
-  running->Write(8, "a222\n");
-  running->Write(8, "a333\n");  // now in file 2
-  WriteFile(1, "a111\na222\n", 3);
-  std::filesystem::last_write_time(File(2), now_ - std::chrono::seconds(3));
-  Open(10)->Write(8, "b111\n");
-  EXPECT_EQ(ReadText(File(2)), "a333\nb111\n");
-
-  // Once the file no longer matches, the modification times decide again.
-  WriteFile(2, "changed\n", 3);
-  Open(100)->Write(8, "c111\n");
-  EXPECT_EQ(ReadText(File(1)), "a111\na222\nc111\n");
-}
-
-TEST_F(FileTraceOutputTest, WritersSwitchTogetherToTheOtherFileEmptied) {
+TEST_F(FileTraceOutputTest, WritersShareTheCurrentFileAndSwitchTogetherToTheOtherOneEmptied) {
   WriteFile(2, "stale\n", 100);
   WriteFile(1, "", 50);
   auto first = Open(10);
@@ -82,8 +67,18 @@ TEST_F(FileTraceOutputTest, WritersSwitchTogetherToTheOtherFileEmptied) {
   second->Write(8, "4444\n");
   EXPECT_EQ(ReadText(File(1)), "1111\n2222\n");
   EXPECT_EQ(ReadText(File(2)), "3333\n4444\n");
+
+  // A writer opened now joins file 2, though equal times would choose file 1.
+  for (int index : {1, 2}) std::filesystem::last_write_time(File(index), now_ - 3s);
+  Open(100)->Write(8, "b\n");
+  EXPECT_EQ(ReadText(File(2)), "3333\n4444\nb\n");
   first->Write(8, "5555\n");
   EXPECT_EQ(ReadText(File(1)), "5555\n");
+  // Once the file no longer matches, the modification times decide again.
+  WriteFile(1, "changed\n", 3);
+  std::filesystem::last_write_time(File(2), now_ - 1s);
+  Open(100)->Write(8, "c\n");
+  EXPECT_EQ(ReadText(File(2)), "3333\n4444\nb\nc\n");
 }
 
 }  // namespace
