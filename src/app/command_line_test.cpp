@@ -19,10 +19,7 @@ std::string Describe(const CommandLine& line) {
 }
 
 TEST(CommandLineTest, ModeAndValuesAsTheArgumentsGiveThem) {
-  const struct {
-    std::vector<const char*> args;
-    const char* parsed;
-  } cases[] = {
+  const std::pair<std::vector<const char*>, const char*> cases[] = {
       {{}, "0 -up* ||"},
       // Keywords are exact and case-sensitive; the first one wins.
       {{"UP"}, "1 -up* ||"},
@@ -44,8 +41,8 @@ TEST(CommandLineTest, ModeAndValuesAsTheArgumentsGiveThem) {
       {{"-e=Boards.xml"}, "1 -up* ||"},
       {{"-e"}, "1 -e ||"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Describe(Parse(c.args)), c.parsed) << (c.args.empty() ? "" : c.args[0]);
+  for (const auto& [args, parsed] : cases) {
+    EXPECT_EQ(Describe(Parse(args)), parsed) << (args.empty() ? "" : args[0]);
   }
   EXPECT_EQ(Parse({"a", "b", "c", "d", "e"}).arguments[3], "d");
 }

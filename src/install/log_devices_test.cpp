@@ -61,23 +61,17 @@ TEST_F(LogDevicesTest, LibraryIsFoundByVariableThenBesideTheProgramThenByTheLoad
   const std::string exe_folder = dir_.MakeDir("bin");
   const std::string beside = dir_.WriteFile("bin/libq9BrdCtl64x.so", "");
   const std::string empty_folder = dir_.MakeDir("empty-bin");
-  const struct {
-    const char* variable;  // nullptr: unset
-    std::string executable_folder;
-    std::string expected;
-  } cases[] = {
+  // The variable ("" is unset), the program's folder and the library's path.
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {"/x/custom.so", exe_folder, "/x/custom.so"},
       {"", exe_folder, beside},
-      {nullptr, exe_folder, beside},
-      {nullptr, empty_folder, "libq9BrdCtl64x.so"},
-      {nullptr, "", "libq9BrdCtl64x.so"},
+      {"", empty_folder, "libq9BrdCtl64x.so"},
+      {"", "", "libq9BrdCtl64x.so"},
   };
-  for (const auto& c : cases) {
-    test_.process.variables.erase("Q9_BOARD_LIBRARY");
-    if (c.variable != nullptr) test_.process.variables["Q9_BOARD_LIBRARY"] = c.variable;
-    test_.folders.executable = c.executable_folder;
-    EXPECT_EQ(BoardLibrary::Locate(env_), c.expected)
-        << (c.variable ? c.variable : "(unset)") << " " << c.executable_folder;
+  for (const auto& [variable, executable_folder, expected] : cases) {
+    test_.process.variables["Q9_BOARD_LIBRARY"] = variable;
+    test_.folders.executable = executable_folder;
+    EXPECT_EQ(BoardLibrary::Locate(env_), expected) << variable << " " << executable_folder;
   }
 }
 
@@ -150,24 +144,19 @@ TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {
   };
   const std::string h1 = dir_.WriteFile("files/meta/DefaultLogDevices/h1.xml",
                                         device(" CP_TYPE=\"H1\""));
-  const struct {
-    const char* name;
-    std::string contents;
-  } untouched[] = {{"tcp.xml", device(" CP_TYPE=\"TCPIP\"")},
-                   {"lower.xml", device(" CP_TYPE=\"h1\"")},
-                   {"none.xml", device("")},
-                   {"broken.xml", "<LogDevice CP_TYPE=\"H1\""}};
-  for (const auto& file : untouched) {
-    dir_.WriteFile(std::string("files/meta/DefaultLogDevices/") + file.name, file.contents);
+  const std::pair<std::string, std::string> untouched[] = {
+      {"tcp.xml", device(" CP_TYPE=\"TCPIP\"")}, {"lower.xml", device(" CP_TYPE=\"h1\"")},
+      {"none.xml", device("")}, {"broken.xml", "<LogDevice CP_TYPE=\"H1\""}};
+  for (const auto& [name, contents] : untouched) {
+    dir_.WriteFile("files/meta/DefaultLogDevices/" + name, contents);
   }
   installer().AddSubdevicePNIO();
   installer().AddSubdevicePNIO();
   const std::string written = testing::ReadText(h1);
   EXPECT_EQ(testing::Occurrences(written, "SubdevName=\"PNIO\""), 1u) << written;
   EXPECT_EQ(testing::Occurrences(written, "<Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value>"), 1u) << written;
-  for (const auto& file : untouched) {
-    EXPECT_EQ(testing::ReadText(dir_.Path(std::string("files/meta/DefaultLogDevices/") + file.name)),
-              file.contents);
+  for (const auto& [name, contents] : untouched) {
+    EXPECT_EQ(testing::ReadText(dir_.Path("files/meta/DefaultLogDevices/" + name)), contents);
   }
   EXPECT_EQ(log_text_, ">> AddSubdevicePNIO\n<< AddSubdevicePNIO\n"
                        ">> AddSubdevicePNIO\n<< AddSubdevicePNIO\n");

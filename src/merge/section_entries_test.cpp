@@ -76,11 +76,7 @@ TEST_F(SectionEntriesTest, FailuresLeaveTheFileAsItWas) {
   const std::string bad = "x\x01y";
   UserInterfaceEntry entry;
   std::string text;
-  struct Case {
-    const char* what;
-    ResultCode result;
-    ResultCode expected;
-  } cases[] = {
+  const std::tuple<const char*, ResultCode, ResultCode> cases[] = {
       {"empty path", ReadLoadEntry(xml_, "", 0, &text), PGSP_ERR_INVALID_PARAMETERS},
       {"null output", ReadUserInterfaceEntry(xml_, path, 0, 0, nullptr), PGSP_ERR_INVALID_PARAMETERS},
       {"missing file", ReadUserInterfaceEntry(xml_, dir_.Path("none.xml"), 0, 0, &entry),
@@ -95,7 +91,7 @@ TEST_F(SectionEntriesTest, FailuresLeaveTheFileAsItWas) {
       {"kind no element can have", WriteSubdeviceParameter(xml_, path, "S", "n", "v", "a b", 1),
        kElementNotCreated},
   };
-  for (const Case& c : cases) EXPECT_EQ(c.result, c.expected) << c.what;
+  for (const auto& [what, result, expected] : cases) EXPECT_EQ(result, expected) << what;
   EXPECT_EQ(ReadText(path), before);
 }
 

@@ -58,20 +58,18 @@ class FileOperatorTest : public ::testing::Test {
 TEST_F(FileOperatorTest, CopyFilesLogsTheCopyLineWhetherOrNotItWorked) {
   const std::string from = dir_.WriteFile("a.xml", "A");
   const std::string to = dir_.Path("b.xml");
-  const struct {
-    const char* existing;  // nullptr: no target yet
-    int32_t overwrite;
-    ResultCode result;
-    const char* after;
-  } cases[] = {{nullptr, 0, PGSP_OK, "A"}, {"B", 0, ERR_COPY_FAILED, "B"}, {"B", 7, PGSP_OK, "A"}};
-  for (const auto& c : cases) {
+  // The target's contents before (nullptr: none), the overwrite flag, the
+  // result and the target's contents after.
+  const std::tuple<const char*, int32_t, ResultCode, const char*> cases[] = {
+      {nullptr, 0, PGSP_OK, "A"}, {"B", 0, ERR_COPY_FAILED, "B"}, {"B", 7, PGSP_OK, "A"}};
+  for (const auto& [existing, overwrite, result, after] : cases) {
     std::filesystem::remove(to);
-    if (c.existing != nullptr) dir_.WriteFile("b.xml", c.existing);
+    if (existing != nullptr) dir_.WriteFile("b.xml", existing);
     log_text_.clear();
-    EXPECT_EQ(files_.CopyFiles(log_, from, to, c.overwrite), c.result);
-    EXPECT_EQ(ReadText(to), c.after);
+    EXPECT_EQ(files_.CopyFiles(log_, from, to, overwrite), result);
+    EXPECT_EQ(ReadText(to), after);
     EXPECT_EQ(log_text_, ">> CopyFiles\nFile:   " + from + "   copied to:   " + to +
-                             "\n<< CopyFiles returns with: " + std::to_string(c.result) + "\n");
+                             "\n<< CopyFiles returns with: " + std::to_string(result) + "\n");
   }
   log_text_.clear();
   EXPECT_EQ(files_.CopyFiles(log_, "", to, 1), PGSP_ERR_INVALID_PARAMETERS);
@@ -131,11 +129,7 @@ TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
   }
   dir_.MakeDir("e/sub.xsd");
   dir_.MakeDir("only-folders/x");
-  const struct {
-    Enumeration enumerate;
-    std::string folder;
-    std::string listed;
-  } cases[] = {
+  const std::tuple<Enumeration, std::string, std::string> cases[] = {
       {&FileOperator::EnumFile, dir_.Path("e"),
        ".xsd a.xml B.XSD Boards.Schema.xsd c.xsd xsd #259"},
       {&FileOperator::EnumFile, dir_.Path("only-folders"), "#259"},
@@ -144,7 +138,9 @@ TEST_F(FileOperatorTest, EnumerationsSkipFoldersAndEndWith259) {
       // Only names ending in ".xsd" exactly count.
       {&FileOperator::EnumSchemes, dir_.Path("e"), ".xsd Boards.Schema.xsd c.xsd #259"},
   };
-  for (const auto& c : cases) EXPECT_EQ(Listing(c.folder, c.enumerate), c.listed) << c.folder;
+  for (const auto& [enumerate, folder, listed] : cases) {
+    EXPECT_EQ(Listing(folder, enumerate), listed) << folder;
+  }
 }
 
 TEST_F(FileOperatorTest, PrimitivesTraceTheirStepsAndOutcomesAtTheirLevels) {
@@ -207,27 +203,21 @@ TEST_F(FileOperatorTest, CleanMetaAndCleanDataRenewOnlyTheKindFolders) {
 }
 
 TEST_F(FileOperatorTest, CleanLogdevicesReportsDeletedFilesAsTheFailure) {
-  struct Case {
-    std::vector<std::string> files;
-    bool read_only;
-    ResultCode result;
-    std::string left;
-  };
-  const Case cases[] = {
+  const std::tuple<std::vector<std::string>, bool, ResultCode, std::string> cases[] = {
       {{}, false, PGSP_OK, "#259"},
       {{"a.xml", "b.xml"}, false, ERR_DELETE_FAILED, "#259"},
       {{"ro.xml"}, true, PGSP_OK, "ro.xml #259"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [names, read_only, result, left] : cases) {
     const std::string folder = dir_.MakeDir("data/data/LogDevices");
-    for (const std::string& name : c.files) {
+    for (const std::string& name : names) {
       const std::string file = dir_.WriteFile("data/data/LogDevices/" + name, "x");
-      ASSERT_EQ(test_.env.files().SetReadOnly(file, c.read_only), 0);
+      ASSERT_EQ(test_.env.files().SetReadOnly(file, read_only), 0);
     }
     TraceCapture trace;
-    EXPECT_EQ(files_.CleanLogdevices(log_), c.result) << c.files.size();
-    EXPECT_EQ(Listing(folder), c.left);
-    const bool deleted = c.result == ERR_DELETE_FAILED;
+    EXPECT_EQ(files_.CleanLogdevices(log_), result) << names.size();
+    EXPECT_EQ(Listing(folder), left);
+    const bool deleted = result == ERR_DELETE_FAILED;
     EXPECT_EQ(trace.Has("FileOperator", "CleanLogdevices: ", 64,
                         "Cannot delete file: a.xml   because of errorcode = 0"),
               deleted);
@@ -258,45 +248,37 @@ TEST_F(FileOperatorTest, CopyLogNamesToMetaCopiesValidMissingNamesIntoData) {
 }
 
 TEST_F(FileOperatorTest, InstallTemplatesExistNeedsAFileInEachKindFolder) {
-  struct Case {
-    std::vector<std::string> files;
-    ResultCode result;
-  };
-  const Case cases[] = {
+  const std::pair<std::vector<std::string>, ResultCode> cases[] = {
       {{"DefaultLogdevices/d.xml", "Boards/b.xml", "Protocols/p.xml"}, PGSP_OK},
       {{"DefaultLogdevices/d.xml", "Boards/b.xml", "Protocols/sub/p.xml"}, ERR_MISSING_TEMPL_IN_INSTALL},
       {{"DefaultLogdevices/d.xml", "Protocols/p.xml", "LogNames/n.xml"}, ERR_MISSING_TEMPL_IN_INSTALL},
   };
-  for (const Case& c : cases) {
+  for (const auto& [files, result] : cases) {
     std::filesystem::remove_all(paths_.Install());
-    for (const std::string& file : c.files) Store("Install/" + file, "x");
+    for (const std::string& file : files) Store("Install/" + file, "x");
     log_text_.clear();
-    EXPECT_EQ(files_.InstallTemplatesExist(log_), c.result) << c.files[2];
-    EXPECT_EQ(log_text_, c.result == PGSP_OK ? "InstallTemplates Exist returns successfull!\n"
-                                             : "InstallTemplates are empty!!!\n");
+    EXPECT_EQ(files_.InstallTemplatesExist(log_), result) << files[2];
+    EXPECT_EQ(log_text_, result == PGSP_OK ? "InstallTemplates Exist returns successfull!\n"
+                                           : "InstallTemplates are empty!!!\n");
   }
 }
 
 TEST_F(FileOperatorTest, CheckSchemesWantsExactlyOneSchemaOfEachKind) {
-  struct Case {
-    std::vector<std::string> extra;
-    std::vector<std::string> removed;
-    bool complete;
+  // Schemas added, schemas removed, and whether each kind still has one.
+  const std::tuple<std::vector<std::string>, const char*, bool> cases[] = {
+      {{"Other.xsd", "Boards.Schema.XSD"}, nullptr, true},
+      {{"Boards.Schema.v2.xsd"}, nullptr, false},
+      {{}, "Protocols.Schema.xsd", false},
+      {{"protocols.schema.xsd"}, "Protocols.Schema.xsd", false},
   };
-  const Case cases[] = {
-      {{"Other.xsd", "Boards.Schema.XSD"}, {}, true},
-      {{"Boards.Schema.v2.xsd"}, {}, false},
-      {{}, {"Protocols.Schema.xsd"}, false},
-      {{"protocols.schema.xsd"}, {"Protocols.Schema.xsd"}, false},
-  };
-  for (const Case& c : cases) {
+  for (const auto& [extra, removed, complete] : cases) {
     std::filesystem::remove_all(paths_.Schemes());
     CopySampleSchemes();
-    for (const std::string& name : c.extra) Store("Schemes/" + name, "");
-    for (const std::string& name : c.removed) std::filesystem::remove(paths_.Schemes() + "/" + name);
+    for (const std::string& name : extra) Store("Schemes/" + name, "");
+    if (removed != nullptr) std::filesystem::remove(paths_.Schemes() + "/" + removed);
     log_text_.clear();
     EXPECT_EQ(files_.CheckSchemes(log_), PGSP_OK);
-    EXPECT_EQ(log_text_, c.complete ? "" : "Scheme file(s) not found!\n") << c.extra.size();
+    EXPECT_EQ(log_text_, complete ? "" : "Scheme file(s) not found!\n") << extra.size();
   }
 }
 
@@ -324,13 +306,9 @@ class TemplateRemovalTest : public FileOperatorTest {
 };
 
 TEST_F(TemplateRemovalTest, DeleteAssociatedLogDevicesFollowsTheTemplateKind) {
-  struct Case {
-    std::string name;
-    std::string left;
-    std::string trace;
-  };
   const std::string all = "a.xml b.xml c.xml d.xml e.xml #259";
-  const Case cases[] = {
+  // The template's name, the devices left and the trace of the first deletion.
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {"Automation-OnlineAccess-PT-TCPIP.xml", "c.xml d.xml e.xml #259",
        "Delete Protocol-Associated LogDevice= a.xml"},
       {"x-Automation-OnlineAccess-BT-CL1613.xml", "b.xml e.xml #259",
@@ -341,15 +319,14 @@ TEST_F(TemplateRemovalTest, DeleteAssociatedLogDevicesFollowsTheTemplateKind) {
       {"", all, ""},
       {"../Protocols/Automation-OnlineAccess-PT-TCPIP.xml", all, ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& [name, left, traced] : cases) {
     const std::string backup = dir_.Path("backup");
     std::filesystem::copy(paths_.DataLogDevices(), backup);
     TraceCapture trace;
-    EXPECT_EQ(files_.DeleteAssociatedLogDevices(c.name), PGSP_OK);
-    EXPECT_EQ(LogDevices(), c.left) << c.name;
-    if (!c.trace.empty()) {
-      EXPECT_TRUE(trace.Has("FileOperator", "DeleteAssociatedLogDevices: ", 64, c.trace)) << c.name;
-    }
+    EXPECT_EQ(files_.DeleteAssociatedLogDevices(name), PGSP_OK);
+    EXPECT_EQ(LogDevices(), left) << name;
+    EXPECT_TRUE(traced.empty() ||
+                trace.Has("FileOperator", "DeleteAssociatedLogDevices: ", 64, traced)) << name;
     std::filesystem::remove_all(paths_.DataLogDevices());
     std::filesystem::rename(backup, paths_.DataLogDevices());
   }

@@ -58,12 +58,8 @@ TEST_F(ExportTest, NamesAsTheCommandLineGivesThemDeleteNothingAndRescanWhateverT
 }
 
 TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
-  const struct {
-    const char* what;
-    const char* remove;  // below the store
-    int exit_status;
-    const char* ending;
-  } cases[] = {
+  // What fails, what is removed below the store, the exit status, the log's end.
+  const std::tuple<const char*, const char*, int, const char*> cases[] = {
       // No meta to back up: 8512 leaves the exit status's low byte, 64.
       {"backup of meta impossible", "meta", 64,
        "<< CopyDirectory returns with: 8512\nCfgImp ended with return-value: 8512\n"},
@@ -71,15 +67,15 @@ TEST_F(ExportTest, FailuresBeforeTheExportStepScanNothing) {
        "InstallTemplates are empty!!!\nCfgImp ended with return-value: 4\n"},
   };
   // In this order: each case keeps what the one before removed.
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    fs::remove_all(store_ + "/" + c.remove);
+  for (const auto& [what, remove, exit_status, ending] : cases) {
+    SCOPED_TRACE(what);
+    fs::remove_all(store_ + "/" + remove);
     const auto before = Store();
-    EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), c.exit_status);
+    EXPECT_EQ(runner_.Run({"-e", "-e=Automation-OnlineAccess-PT-H1.xml"}), exit_status);
     EXPECT_EQ(Store(), before);
     EXPECT_FALSE(BackupExists());
     EXPECT_EQ(runner_.StandardError(), "");
-    EXPECT_TRUE(runner_.LogBody().ends_with(c.ending)) << runner_.LogBody();
+    EXPECT_TRUE(runner_.LogBody().ends_with(ending)) << runner_.LogBody();
   }
 }
 

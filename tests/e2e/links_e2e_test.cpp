@@ -30,13 +30,9 @@ struct Plant {
 
 constexpr Plant kPlants[] = {
     {"meta", "meta"},
-    {"meta/PGSP.xml", "meta/PGSP.xml"},
-    {"Install", "Install"},
-    {"Install/DefaultLogdevices", "Install/DefaultLogdevices"},
     {"Install/Boards/Board.xml", "meta/PGSP.xml"},
     {"Schemes", "Schemes"},
     {"Schemes/Boards.Schema.xsd", "Schemes/Boards.Schema.xsd"},
-    {"data", "meta"},
     {"data/LogDevices", "meta"},
     {"meta(backup)", "meta"},
     {"LogDevices(backup)", "meta"},

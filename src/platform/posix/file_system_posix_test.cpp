@@ -180,11 +180,7 @@ TEST_F(ConfinedLinksTest, NothingGoesThroughALinkBelowTheRoot) {
   std::vector<DirEntry> entries;
   std::unique_ptr<SequentialFile> in;
   std::unique_ptr<WritableFile> out;
-  const struct {
-    const char* what;
-    OsError result;
-    OsError expected;
-  } cases[] = {
+  const std::tuple<const char*, OsError, OsError> cases[] = {
       {"read a linked file", fs_.ReadFile(Store("t.xml"), &text), 5},
       {"read in a linked folder", fs_.ReadFile(Store("meta/x.xml"), &text), 5},
       {"stream in a linked folder", fs_.OpenSequential(Store("META/X.xml"), &in), 5},
@@ -205,7 +201,7 @@ TEST_F(ConfinedLinksTest, NothingGoesThroughALinkBelowTheRoot) {
       {"delete a linked folder as a tree", fs_.DeleteTree(Store("meta")), 267},
       {"read below the root that is a link", fs_.ReadFile(Store("plain.xml"), &text), 0},
   };
-  for (const auto& c : cases) EXPECT_EQ(c.result, c.expected) << c.what;
+  for (const auto& [what, result, expected] : cases) EXPECT_EQ(result, expected) << what;
   EXPECT_EQ(ReadText(dir_.Path("outside/folder/x.xml")), "outside");
   EXPECT_EQ(ReadText(dir_.Path("outside/file.xml")), "outside");
   EXPECT_EQ(Mode(dir_.Path("outside/file.xml")), 0444u);
