@@ -244,11 +244,13 @@ TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
            local + "</Value></Parameter></LocalSettings><Bindings><Parameter><Name>X</Name>"
            "<Value>" + other + "</Value></Parameter></Bindings><SpareSection/></LogDevice>\n";
   };
-  struct Case {
-    const char* new_versions;
-    const char* old_versions;
-    const char* trace;  // "" when the case is merged without a trace of its own
-  } cases[] = {
+  // What the user added to the backed-up device besides values of its own.
+  const std::pair<std::string, std::string> user_spare = {
+      "<SpareSection/>",
+      "<SpareSection><ParameterInt><Name>B</Name><Value>7</Value></ParameterInt></SpareSection>"};
+  // New and old versions, and the rule traced ("" when the case is merged
+  // without a trace of its own).
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {"", "", "Merge ... no Versions"},
       {"MajorVersion=\"2\"", "MinorVersion=\"4\"", "Merge ... compatibility"},
       {"MajorVersion=\"\"", "MajorVersion=\"2\"", "Merge ... no Version in new LogDevice"},
@@ -260,29 +262,25 @@ TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
       {"MajorVersion=\"3\"", "MajorVersion=\"2\" MinorVersion=\"7\"",
        "no Merge .. different Major Version in LogDevices"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.new_versions) + " over " + c.old_versions);
+  for (const auto& [new_versions, old_versions, rule] : cases) {
+    SCOPED_TRACE(new_versions + " over " + old_versions);
     traces_.Clear();
     test_env_.process.warnings.clear();
-    const std::string fresh = dir_.WriteFile("data/LogDevices/CP1.xml",
-                                             device(c.new_versions, "default", "new"));
+    const std::string fresh =
+        dir_.WriteFile("data/LogDevices/CP1.xml", device(new_versions, "default", "new"));
     const std::string backed_up = dir_.WriteFile(
-        "LogDevices(backup)/CP1.xml",
-        root(c.old_versions) + "<LocalSettings><Parameter><Name>A</Name><Value>user</Value></Parameter>"
-            "</LocalSettings><Bindings><Parameter><Name>X</Name><Value>old</Value></Parameter>"
-            "</Bindings><SpareSection><ParameterInt><Name>B</Name><Value>7</Value></ParameterInt>"
-            "</SpareSection></LogDevice>\n");
+        "LogDevices(backup)/CP1.xml", Edited(device(old_versions, "user", "old"), {user_spare}));
     MergeLogDevices(xml_, log_, fresh, backed_up);
 
     const std::vector<std::string> messages = traces_.Messages("MergeLogDevices: ");
     ASSERT_GE(messages.size(), 3u);
-    if (*c.trace != '\0') {
-      EXPECT_EQ(messages[2], c.trace);
+    if (!rule.empty()) {
+      EXPECT_EQ(messages[2], rule);
     } else {
       EXPECT_EQ(messages[2].rfind("Merge", 0), std::string::npos) << messages[2];
     }
-    if (std::string(c.trace).rfind("no Merge", 0) == 0) {
-      EXPECT_EQ(ReadText(fresh), device(c.new_versions, "default", "new"));
+    if (rule.starts_with("no Merge")) {
+      EXPECT_EQ(ReadText(fresh), device(new_versions, "default", "new"));
       EXPECT_EQ(test_env_.process.warnings,
                 std::vector<std::string>{"The interface parameter assignment of the interface "
                                          "CP1.xml are reset to default. Please check the "
@@ -290,10 +288,7 @@ TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
       continue;
     }
     // Bindings and DeviceHeader are not carried over.
-    EXPECT_EQ(ReadText(fresh), Edited(device(c.new_versions, "user", "new"),
-                                      {{"<SpareSection/>", "<SpareSection><ParameterInt><Name>B"
-                                                           "</Name><Value>7</Value></ParameterInt>"
-                                                           "</SpareSection>"}}));
+    EXPECT_EQ(ReadText(fresh), Edited(device(new_versions, "user", "new"), {user_spare}));
     EXPECT_TRUE(test_env_.process.warnings.empty());
   }
 }

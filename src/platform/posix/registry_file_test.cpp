@@ -33,12 +33,22 @@ class RegistryFileTest : public ::testing::Test {
   testing::TempDir dir_;
 };
 
-TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCase) {
-  RegistryFile registry(files_, dir_.WriteFile("registry.reg", kTrcParams));
+TEST_F(RegistryFileTest, OpensKeysAndValuesIgnoringCaseReadingTheFileAtEachOpen) {
+  const std::string path = dir_.WriteFile("registry.reg", kTrcParams);
+  RegistryFile registry(files_, path);
   EXPECT_EQ(Query(registry, "SOFTWARE\\Kestrel\\TELAN\\trcparams", "LEVEL"), "0xC8");
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Output"), "<no value>");
   EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\Other", "Level"), "<no key>");
   EXPECT_EQ(Query(registry, "Software/KESTREL/TELAN/TrcParams", "Level"), "<no key>");
+
+  // A key already open is a snapshot.
+  std::unique_ptr<RegistryKey> before;
+  ASSERT_TRUE(registry.OpenKey("Software\\KESTREL\\TELAN\\TrcParams", &before));
+  dir_.WriteFile("registry.reg", std::string(kTrcParams) + "\"Level\"=\"0x10\"\n");
+  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0x10");
+  RegistryValue value;
+  ASSERT_TRUE(before->QueryValue("level", &value));
+  EXPECT_EQ(value.text, "0xC8");
 }
 
 TEST_F(RegistryFileTest, AMissingUnreadableOrOversizedFileHasNoKeys) {
@@ -59,18 +69,6 @@ TEST_F(RegistryFileTest, AMissingUnreadableOrOversizedFileHasNoKeys) {
   huge.resize(RegistryFile::kMaxFileBytes);
   RegistryFile at_limit(files_, dir_.WriteFile("limit.reg", huge));
   EXPECT_EQ(Query(at_limit, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0xC8");
-}
-
-TEST_F(RegistryFileTest, EachOpenReadsTheFileAgainButKeysAreSnapshots) {
-  const std::string path = dir_.WriteFile("registry.reg", kTrcParams);
-  RegistryFile registry(files_, path);
-  std::unique_ptr<RegistryKey> before;
-  ASSERT_TRUE(registry.OpenKey("Software\\KESTREL\\TELAN\\TrcParams", &before));
-  dir_.WriteFile("registry.reg", std::string(kTrcParams) + "\"Level\"=\"0x10\"\n");
-  EXPECT_EQ(Query(registry, "Software\\KESTREL\\TELAN\\TrcParams", "Level"), "0x10");
-  RegistryValue value;
-  ASSERT_TRUE(before->QueryValue("level", &value));
-  EXPECT_EQ(value.text, "0xC8");
 }
 
 TEST_F(RegistryFileTest, TheDefaultRegistryFollowsTheEnvironmentVariable) {
