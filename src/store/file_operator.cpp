@@ -90,7 +90,11 @@ ResultCode FileOperator::CopyFiles(InstallLog& log, const std::string& source,
   Q9_TRACE(kSite, trace_level::kProgress, "From: %s,  To: %s,", source.c_str(),
            destination.c_str());
   const OsError error = env_.files().CopyFile(source, destination, overwrite != 0);
-  xml_.facts().Forget(destination);
+  if (error == os_error::kSuccess) {
+    xml_.facts().Copied(source, destination);
+  } else {
+    xml_.facts().Forget(destination);
+  }
   // The line comes before the outcome is looked at, so it appears for failed copies too.
   log.Write("File:   ", source, "   copied to:   ", destination);
   ResultCode result = PGSP_OK;

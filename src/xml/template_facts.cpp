@@ -70,6 +70,23 @@ void TemplateFacts::Forget(const std::string& path) {
   for (auto& [id, index] : indexes_) index.written.emplace_back(BaseName(file));
 }
 
+void TemplateFacts::Copied(const std::string& from, const std::string& to) {
+  Forget(to);
+  const auto source = files_.find(FoldedPath(from));
+  FileInfo from_stamp;
+  FileInfo to_stamp;
+  if (source == files_.end() || source->second.path != from ||
+      xml_.env().files().GetFileInfo(ApplyFileNameRule(from), &from_stamp) != os_error::kSuccess ||
+      !SameStamp(source->second.stamp, from_stamp) ||
+      xml_.env().files().GetFileInfo(ApplyFileNameRule(to), &to_stamp) != os_error::kSuccess) {
+    return;
+  }
+  File copy = source->second;
+  copy.path = to;
+  copy.stamp = to_stamp;
+  files_.insert_or_assign(FoldedPath(to), std::move(copy));
+}
+
 uint32_t TemplateFacts::NextCandidate(const std::string& folder,
                                       std::span<const IdentityField> fields,
                                       std::span<const std::string> wanted, uint32_t from) {

@@ -51,6 +51,11 @@ class TemplateFacts {
   // file: a rewrite within the file system's timestamp granularity can keep
   // size and modification time.
   void Forget(const std::string& path);
+  // After the program copied the file `from` to `to`: forgets `to` as Forget
+  // does, and then, when what is known of `from` still holds, knows the same
+  // of `to`, whose bytes are the same. A run that copies each arriving
+  // template into meta so never reads the copy again for its identity.
+  void Copied(const std::string& from, const std::string& to);
   // Drops everything, after a write that may have touched any file (also
   // one behind the program's back, such as the board-control library's).
   void ForgetAll() {
