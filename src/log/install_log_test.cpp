@@ -15,21 +15,6 @@ using testing::TestEnv;
 constexpr char kFileName[] = "q9cfgImp64x_2027-01-15.08.00.00.log";
 constexpr char kFirstLine[] = "Start of CfgImp Inst-/Deinst-Process! Date: 2027-01-15.08.00.00\n";
 
-TEST(InstallLogTest, FragmentsRunTogetherOnOneLineAfterTheFirstLine) {
-  TestEnv test;
-  EXPECT_EQ(InstallLog::TimeStamp(test.env), "2027-01-15.08.00.00");
-  std::string text;
-  {
-    InstallLog log(test.env, std::make_unique<testing::StringFile>(&text));
-    log.Write("Setting ProgDataPath to: ", "/var/x");
-    log.Write("a", "b", "c");
-    log.Write("Deleting file: ", "/f.xml", "   failed with: ", "5");
-  }
-  EXPECT_EQ(text, std::string(kFirstLine) +
-                      "Setting ProgDataPath to: /var/x\nabc\n"
-                      "Deleting file: /f.xml   failed with: 5\n");
-}
-
 TEST(InstallLogTest, FolderFromAutInstLogIsUsedAsItStandsEvenWhenMissing) {
   testing::TempDir dir;
   TestEnv test;

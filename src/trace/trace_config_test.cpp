@@ -26,19 +26,13 @@ TEST(TraceConfigTest, ValuesFollowTheirParsingRules) {
   EXPECT_EQ(ParseTraceLayout("TEXT"), TraceLayout::kText);
   EXPECT_EQ(ParseTraceLayout("LONG"), TraceLayout::kStandard);
 
+  // Each known output is shown by the trace client's tests; the file is the
+  // default, also for a name that is none of them.
   TraceRegistry registry;
   EXPECT_FALSE(ReadTraceConfig(registry).key_present);
   EXPECT_EQ(ReadTraceConfig(registry).output, TraceOutputKind::kFile);
-  const std::pair<const char*, TraceOutputKind> outputs[] = {
-      {"vxd", TraceOutputKind::kVxd},   {"COM1", TraceOutputKind::kCom1},
-      {"com2", TraceOutputKind::kCom2}, {"Pipe", TraceOutputKind::kPipe},
-      {"file", TraceOutputKind::kFile}, {"Sm", TraceOutputKind::kSharedMemory},
-      {"DBG", TraceOutputKind::kDebugger}, {"q9TraceEngine", TraceOutputKind::kTraceEngine},
-      {"printer", TraceOutputKind::kFile}};
-  for (const auto& [text, kind] : outputs) {
-    registry.Set("Output", text);
-    EXPECT_EQ(ReadTraceConfig(registry).output, kind) << text;
-  }
+  registry.Set("Output", "printer");
+  EXPECT_EQ(ReadTraceConfig(registry).output, TraceOutputKind::kFile);
 }
 
 TEST(TraceConfigTest, FileSettingsOnlyWithFileOutputSizeOnlyWithSharedMemoryAndOnlyStringsThatFit) {
