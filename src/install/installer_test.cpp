@@ -67,15 +67,6 @@ TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFoldersOrThrough
   EXPECT_TRUE(ReadOnly("files/meta/ro-folder"));
   EXPECT_TRUE(ReadOnly("outside/ro.xml"));
   EXPECT_EQ(log_text_, ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n");
-}
-
-TEST_F(InstallerTest, MissingFolderEndsTheClearingWithItsCode) {
-  MakeReadOnly("files/Install/Boards/b.xml");  // meta is missing, Install comes after it
-  auto installer = MakeInstaller();
-  EXPECT_EQ(ClearReadOnly(*installer), 3);
-  EXPECT_TRUE(ReadOnly("files/Install/Boards/b.xml"));
-  EXPECT_EQ(log_text_, ">>>> CheckAndRemoveReadOnlyFlagForAllXmls\n"
-                       "<<<< CheckAndRemoveReadOnlyFlagForAllXmls returns with: 3\n");
   EXPECT_EQ(RemoveReadOnlyFlagForAllFilesIn(test_.env.files(), ""), PGSP_ERR_INVALID_PARAMETERS);
 }
 
