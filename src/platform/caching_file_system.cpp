@@ -330,10 +330,10 @@ void CachingFileSystem::FileWritten(const std::string& path, OsError error,
   }
 }
 
-bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name,
+bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name, bool list,
                                DirEntry* match) {
   std::lock_guard lock(mutex_);
-  const std::vector<DirEntry>* entries = KeptListing(folder);
+  const std::vector<DirEntry>* entries = KeptListing(folder, list);
   if (entries == nullptr) return false;
   const std::span<const DirEntry> equal = EntriesEqualIgnoringCase(*entries, name);
   const auto exact = std::find_if(equal.begin(), equal.end(),
@@ -342,7 +342,8 @@ bool CachingFileSystem::LookUp(const std::string& folder, std::string_view name,
   return true;
 }
 
-const std::vector<DirEntry>* CachingFileSystem::KeptListing(const std::string& folder) {
+const std::vector<DirEntry>* CachingFileSystem::KeptListing(const std::string& folder,
+                                                            bool list) {
   for (const Recent& recent : recent_) {
     if (recent.spelling == folder) return recent.entries;
   }
@@ -355,6 +356,16 @@ const std::vector<DirEntry>* CachingFileSystem::KeptListing(const std::string& f
   // and the budget is enforced by the next call, not here, for the same
   // reason.
   const auto spelled = [&](const Kept& kept) { return kept.spelling == folder; };
+  if (!list) {
+    const auto found = kept_.find(*key);
+    if (found == kept_.end()) return nullptr;
+    const auto kept = std::find_if(found->second.begin(), found->second.end(), spelled);
+    if (kept == found->second.end() || !kept->listing ||
+        kept->listing->error != os_error::kSuccess) {
+      return nullptr;
+    }
+    return kept->listing->value.get();
+  }
   Bucket* bucket = &kept_[*key];
   if (std::none_of(bucket->begin(), bucket->end(), spelled)) {
     bucket->push_back(Kept{folder, {}, {}, {}});

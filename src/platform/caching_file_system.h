@@ -96,11 +96,12 @@ class CachingFileSystem final : public FileSystem, private FolderNames {
   // is one the cache does not keep. Valid until the next Find or Charge.
   Kept* Find(const std::string& path);
   // Answers from the listing kept under exactly the spelling `folder`,
-  // listing the folder first when none is kept.
-  bool LookUp(const std::string& folder, std::string_view name, DirEntry* match) override;
+  // listing the folder first when none is kept and `list` is true.
+  bool LookUp(const std::string& folder, std::string_view name, bool list,
+              DirEntry* match) override;
   // The listing kept for exactly the spelling `folder` (listed now when none
-  // is), or nullptr when the folder cannot be listed.
-  const std::vector<DirEntry>* KeptListing(const std::string& folder);
+  // is and `list` is true), or nullptr when there is none.
+  const std::vector<DirEntry>* KeptListing(const std::string& folder, bool list);
   // Forgets the recent listings of `key` and, unless `only_key`, of every
   // folder below it.
   void ForgetRecent(std::string_view key, bool only_key);

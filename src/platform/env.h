@@ -104,12 +104,13 @@ class MemorySequentialFile final : public SequentialFile {
 class FolderNames {
  public:
   virtual ~FolderNames() = default;
-  // True when it knows (or has just listed) the entries of the folder
-  // spelled exactly `folder`: then `*match` is the entry named exactly
-  // `name` if there is one, else the first in listing order whose name
-  // equals `name` ignoring ASCII case; its name is empty when none does.
-  // False otherwise.
-  virtual bool LookUp(const std::string& folder, std::string_view name, DirEntry* match) = 0;
+  // True when it knows (or, with `list`, has just listed) the entries of the
+  // folder spelled exactly `folder`: then `*match` is the entry named
+  // exactly `name` if there is one, else the first in listing order whose
+  // name equals `name` ignoring ASCII case; its name is empty when none
+  // does. False otherwise.
+  virtual bool LookUp(const std::string& folder, std::string_view name, bool list,
+                      DirEntry* match) = 0;
 };
 
 // Paths are UTF-8 and use the native separator. Implementations for a

@@ -210,10 +210,24 @@ class PosixSequentialFile final : public SequentialFile {
 
 const char kPathSeparator = '/';
 
+bool PosixFileSystem::ListedAsSpelled(const std::string& path) const {
+  // The root's own spelling is the resolved one (see ConfinedStart), so a
+  // path whose every component below it is listed under exactly its name
+  // exists as spelled. Only listings kept already count: folders whose
+  // listing was just dropped (a file in them deleted) are not listed again
+  // for a single look-up.
+  const size_t start = ConfinedStart(path);
+  if (start == 0) return false;
+  for (size_t end = path.find('/', start);; end = path.find('/', end + 1)) {
+    if (KeptKind(path.substr(0, end), /*list=*/false) == Kind::kUnknown) return false;
+    if (end == std::string::npos) return true;
+  }
+}
+
 std::string PosixFileSystem::Resolve(const std::string& path) {
   // Kept listings answer only for folders spelled as on disk, which the path
-  // as given need not be; its candidates below are.
-  if (path.empty() || Exists(path)) return path;
+  // as given need not be: they are asked for each component from the root.
+  if (path.empty() || ListedAsSpelled(path) || Exists(path)) return path;
   // Every prefix of a path that exists as spelled exists too, so the longest
   // such prefix is looked for from the end, where spellings usually differ,
   // and kept without asking again.
@@ -282,7 +296,7 @@ size_t PosixFileSystem::ConfinedStart(const std::string& real) const {
   return start;
 }
 
-PosixFileSystem::Kind PosixFileSystem::KeptKind(const std::string& real) const {
+PosixFileSystem::Kind PosixFileSystem::KeptKind(const std::string& real, bool list) const {
   FolderNames* names = names_.load();
   const size_t slash = real.rfind('/');
   const size_t start = ConfinedStart(real);
@@ -295,14 +309,14 @@ PosixFileSystem::Kind PosixFileSystem::KeptKind(const std::string& real) const {
   // Only an entry listed under exactly this name counts: what a listing
   // leaves out (temporary files, names it does not have yet) is asked of the
   // disk.
-  if (!names->LookUp(real.substr(0, slash), name, &entry) || entry.name != name) {
+  if (!names->LookUp(real.substr(0, slash), name, list, &entry) || entry.name != name) {
     return Kind::kUnknown;
   }
   return entry.is_link ? Kind::kLink : Kind::kOther;
 }
 
 PosixFileSystem::Kind PosixFileSystem::EntryKind(const std::string& real) const {
-  const Kind kept = KeptKind(real);
+  const Kind kept = KeptKind(real, /*list=*/true);
   if (kept != Kind::kUnknown) return kept;
   struct stat st;
   if (::lstat(real.c_str(), &st) != 0) return Kind::kMissing;
@@ -353,7 +367,7 @@ bool PosixFileSystem::FindIgnoringCase(const std::string& folder, const std::str
                                        std::string* match) {
   FolderNames* names = names_.load();
   DirEntry entry;
-  if (names != nullptr && names->LookUp(folder, name, &entry)) {
+  if (names != nullptr && names->LookUp(folder, name, /*list=*/true, &entry)) {
     *match = std::move(entry.name);
     return !match->empty();
   }

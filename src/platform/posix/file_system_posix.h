@@ -60,7 +60,11 @@ class PosixFileSystem final : public FileSystem {
   // What the listing a wrapper keeps of its folder says of the entry `real`
   // below a confined root, without asking the disk: kLink or kOther when it
   // lists that very name, else kUnknown.
-  Kind KeptKind(const std::string& real) const;
+  // With `list`, a folder whose listing is not kept is listed first.
+  Kind KeptKind(const std::string& real, bool list) const;
+  // True when kept listings show every component of `path` below its
+  // confined root under exactly its name.
+  bool ListedAsSpelled(const std::string& path) const;
   // The kind of the entry `real` (never kUnknown), from the kept listing or
   // else from the disk; a path that cannot be examined counts as missing.
   Kind EntryKind(const std::string& real) const;
