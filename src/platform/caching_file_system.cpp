@@ -58,7 +58,7 @@ std::optional<std::string> FoldedKey(std::string_view path) {
     if (end == std::string_view::npos) end = path.size();
     const std::string_view component = path.substr(start, end - start);
     if (component.empty() || component == "." || component == "..") return std::nullopt;
-    for (const char c : component) key += (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+    for (const char c : component) key += FoldAscii(c);
     if (end < path.size()) key += kPathSeparator;
     start = end + 1;
   }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/path.h"
 #include "platform/utf_codecs.h"
 
 namespace q9 {
@@ -218,7 +219,7 @@ void RegFileParser::ParseKeyLine(std::string_view line) {
   current_ = nullptr;
   const size_t close = line.rfind(']');
   if (close == std::string_view::npos) return;
-  const std::string full = FoldRegistryName(line.substr(0, close));
+  const std::string full = FoldedAscii(line.substr(0, close));
   if (!full.starts_with(kLocalMachine)) return;
   std::string_view path = std::string_view(full).substr(kLocalMachine.size());
   if (!path.empty()) {
@@ -306,7 +307,7 @@ bool RegFileParser::ContinueByteList(std::string_view line) {
 // Sets the value, or deletes it when `value` is empty.
 void RegFileParser::Store(std::string name, std::optional<RegistryValue> value) {
   if (current_ == nullptr) return;
-  std::string folded = FoldRegistryName(name);
+  std::string folded = FoldedAscii(name);
   if (value) (*current_)[std::move(folded)] = std::move(*value);
   else current_->erase(folded);
 }
@@ -334,16 +335,8 @@ int HeaderVersion(std::string_view line) {
 
 }  // namespace
 
-std::string FoldRegistryName(std::string_view name) {
-  std::string folded(name);
-  for (char& c : folded) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return folded;
-}
-
 const RegistryValues* RegistryHive::FindKey(std::string_view key_path) const {
-  const std::string folded = FoldRegistryName(key_path);
+  const std::string folded = FoldedAscii(key_path);
   const auto it = keys.find(folded);
   if (it != keys.end()) return &it->second;
   // Parents are not stored (a deep key would cost quadratic memory); a key

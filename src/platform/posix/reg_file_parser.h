@@ -63,9 +63,6 @@ struct RegistryHive {
   const RegistryValues* FindKey(std::string_view key_path) const;
 };
 
-// Key paths and value names as the maps above hold them.
-std::string FoldRegistryName(std::string_view name);
-
 // Never fails: malformed lines are skipped, a missing header gives no keys.
 RegistryHive ParseRegFile(std::string_view bytes);
 

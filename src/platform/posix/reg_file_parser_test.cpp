@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/path.h"
+
 namespace q9 {
 namespace {
 
@@ -20,7 +22,7 @@ RegistryHive Parse(const std::string& body) { return ParseRegFile(Header(body));
 RegistryValue Value(const RegistryHive& hive, std::string_view key, std::string_view name) {
   const RegistryValues* values = hive.FindKey(key);
   if (values == nullptr) return {};
-  const auto it = values->find(FoldRegistryName(name));
+  const auto it = values->find(FoldedAscii(name));
   return it == values->end() ? RegistryValue{} : it->second;
 }
 

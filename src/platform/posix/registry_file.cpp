@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "platform/path.h"
 #include "platform/posix/reg_file_parser.h"
 
 namespace q9 {
@@ -13,7 +14,7 @@ class SnapshotKey final : public RegistryKey {
   explicit SnapshotKey(RegistryValues values) : values_(std::move(values)) {}
 
   bool QueryValue(std::string_view name, RegistryValue* value) const override {
-    const auto it = values_.find(FoldRegistryName(name));
+    const auto it = values_.find(FoldedAscii(name));
     if (it == values_.end()) return false;
     *value = it->second;
     return true;
