@@ -201,8 +201,12 @@ XmlDocPtr ParseDocument(std::string_view bytes, const std::string& url, XmlParse
   ctxt->_private = &errors;
   ctxt->sax->serror = CollectParseError;
   ctxt->sax->internalSubset = RefuseDocumentType;
+  // COMPACT keeps short texts (names, numbers) inside their nodes instead of
+  // one allocation each: templates are mostly such texts. libxml2's own edit
+  // and free functions know the form; nothing here writes node->content.
   XmlDocPtr doc(xmlCtxtReadMemory(ctxt.get(), bytes.data(), static_cast<int>(bytes.size()),
-                                  url.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES));
+                                  url.c_str(), nullptr,
+                                  XML_PARSE_NONET | XML_PARSE_BIG_LINES | XML_PARSE_COMPACT));
   const bool stopped = ctxt->errNo == XML_ERR_USER_STOP;
   if (doc == nullptr || stopped || !ctxt->wellFormed ||
       xmlDocGetRootElement(doc.get()) == nullptr) {
