@@ -129,15 +129,13 @@ TEST_F(ParameterSectionTest, TypeRulesAndForbiddenNameCharactersRejectBeforeTheF
 }
 
 TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase) {
-  const std::string path = dir_.WriteFile(
-      "t.xml",
-      "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>false</Value></ParameterBool>\n"
-      "  </Ndi>\n</Dev>\n");
+  const auto file = [](const std::string& value) {
+    return "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>" + value +
+           "</Value></ParameterBool>\n  </Ndi>\n</Dev>\n";
+  };
+  const std::string path = dir_.WriteFile("t.xml", file("false"));
   EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
-  EXPECT_EQ(
-      ReadText(path),
-      "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
-      "  </Ndi>\n</Dev>\n");
+  EXPECT_EQ(ReadText(path), file("true"));
   EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
   EXPECT_EQ(Enumerate(path, kNdi), "ParameterBool:Hidden=false #259");
 }
@@ -206,18 +204,15 @@ TEST_F(ParameterSectionTest, SetValueFailuresLeaveTheFileAlone) {
 }
 
 TEST_F(ParameterSectionTest, DeleteRemovesTheFirstMatchWithItsLine) {
-  const std::string path = dir_.WriteFile(
-      "t.xml",
-      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n"
-      "    <parameterbool><Name>HIDDEN</Name><Value>true</Value></parameterbool>\n  </ndi>\n"
-      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
-      "</Ndi>\n</Dev>\n");
+  const std::string head =
+      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n";
+  const std::string tail = "  </ndi>\n  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value>"
+                           "</Parameter>\n  </Ndi>\n</Dev>\n";
+  const std::string hidden =
+      "    <parameterbool><Name>HIDDEN</Name><Value>true</Value></parameterbool>\n";
+  const std::string path = dir_.WriteFile("t.xml", head + hidden + tail);
   EXPECT_EQ(DeleteSectionParameter(xml_, dir_.Path("t"), kNdi, "Hidden"), PGSP_OK);
-  EXPECT_EQ(
-      ReadText(path),
-      "<Dev>\n  <ndi>\n    <Parameter><Name>Keep</Name><Value>1</Value></Parameter>\n  </ndi>\n"
-      "  <Ndi>\n    <Parameter><Name>hidden</Name><Value>2</Value></Parameter>\n  "
-      "</Ndi>\n</Dev>\n");
+  EXPECT_EQ(ReadText(path), head + tail);
   EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), PGSP_OK);
   const std::string remaining = ReadText(path);
   EXPECT_EQ(DeleteSectionParameter(xml_, path, kNdi, "hidden"), kEntryMissing);

@@ -13,15 +13,12 @@ class StreamingReaderTest : public ::testing::Test {
   // value, or "<code>" on failure (checking that the output was cleared).
   std::string Lookup(const std::string& xml, const std::string& section, const std::string& name) {
     std::string value = "stale";
-    const ResultCode result =
-        ReadParameterValue(xml_, dir_.WriteFile("t.xml", xml), section, name, &value);
-    return Outcome(result, value);
+    return Outcome(ReadParameterValue(xml_, dir_.WriteFile("t.xml", xml), section, name, &value),
+                   value);
   }
   std::string Root(const std::string& xml, const std::string& attribute) {
     std::string value = "stale";
-    const ResultCode result =
-        ReadRootAttribute(xml_, dir_.WriteFile("t.xml", xml), attribute, &value);
-    return Outcome(result, value);
+    return Outcome(ReadRootAttribute(xml_, dir_.WriteFile("t.xml", xml), attribute, &value), value);
   }
   static std::string Outcome(ResultCode result, const std::string& value) {
     if (result == PGSP_OK) return value;
@@ -110,27 +107,23 @@ TEST_F(StreamingReaderTest, StopsAtTheFirstMatchAndDamageAfterItLosesNothing) {
   EXPECT_EQ(Lookup(head + tail, "", "B"), "<8513>");
   // Damage after the value loses nothing wherever the pieces end: the reader
   // parses 512-byte pieces whole; the padding moves the damage across them.
+  const std::string hit = "<Dev><Ndi><Parameter><Name>hidden</Name><Value>v</Value></Parameter>";
   for (size_t padding = 0; padding <= 600; ++padding) {
     const std::string blanks(padding, ' ');
     EXPECT_EQ(Root("<Dev DeviceID=\"7\">" + blanks + "</x>", "DeviceID"), "7") << padding;
-    EXPECT_EQ(Lookup("<Dev><Ndi><Parameter><Name>hidden</Name><Value>v</Value></Parameter>" +
-                         blanks + "</x>",
-                     "Ndi", "hidden"),
-              "v")
-        << padding;
+    EXPECT_EQ(Lookup(hit + blanks + "</x>", "Ndi", "hidden"), "v") << padding;
   }
 }
 
 TEST_F(StreamingReaderTest, HostileFilesAndBadArguments) {
-  const std::string spare =
-      "<SpareSection><Parameter><Name>A</Name><Value>v</Value></Parameter></SpareSection>";
+  const auto section = [](const char* value) {
+    return "<SpareSection><Parameter><Name>A</Name><Value>" + std::string(value) +
+           "</Value></Parameter></SpareSection>";
+  };
+  const std::string spare = section("v");
   const std::string secret = dir_.WriteFile("secret.txt", "TOP-SECRET-CONTENT");
-  EXPECT_EQ(
-      Lookup("<!DOCTYPE Dev [<!ENTITY x SYSTEM \"file://" + secret +
-                 "\">]><Dev><SpareSection>"
-                 "<Parameter><Name>A</Name><Value>&x;</Value></Parameter></SpareSection></Dev>",
-             "", "A"),
-      "<8513>");
+  const std::string entity = "<!DOCTYPE Dev [<!ENTITY x SYSTEM \"file://" + secret + "\">]>";
+  EXPECT_EQ(Lookup(entity + "<Dev>" + section("&x;") + "</Dev>", "", "A"), "<8513>");
   std::string deep;
   for (int i = 0; i < 5000; ++i) deep += "<e>";
   EXPECT_EQ(Lookup("<Dev>" + deep + spare, "", "A"), "<8513>");

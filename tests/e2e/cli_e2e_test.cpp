@@ -47,7 +47,7 @@ TEST_F(CliTest, RootsComeFromTheRegistryFileElseFromTheCommonFoldersAndTheLogCar
   EXPECT_EQ(first_line_stamp.size(), 19u);
   EXPECT_LE(stamp, first_line_stamp);
 
-  runner_.WriteRegistry(std::string(70000, '['));
+  runner_.dir().WriteFile("registry.reg", std::string(70000, '['));
   EXPECT_EQ(runner_.Run({"-u"}), 0);
   const std::string roots = "/Kestrel/Automation/Corvane OAM";
   EXPECT_TRUE(LogHas("Setting ProgFilePath to: " + runner_.dir().Path("opt") + roots))

@@ -62,9 +62,7 @@ class ImportUpdateTest : public ::testing::Test {
     return std::regex_search(text, match, parameter) ? match[1].str() : "<none>";
   }
 
-  void Import() {
-    ASSERT_EQ(runner_.Run({"-i"}), 0) << runner_.LogBody();
-  }
+  void Import() { ASSERT_EQ(runner_.Run({"-i"}), 0) << runner_.LogBody(); }
 
   void UseFreshStore() {
     fs::remove_all(store_);

@@ -17,17 +17,13 @@ ToolRunner::ToolRunner() {
   environment_["Q9_COMMON_FILES"] = dir_.MakeDir("opt");
 }
 
-void ToolRunner::WriteRegistry(const std::string& contents) {
-  dir_.WriteFile("registry.reg", contents);
-}
-
 void ToolRunner::WriteStoreRegistry(const std::string& files, const std::string& data) {
   // Test paths hold neither the backslashes nor the quotes that .reg strings escape.
   std::string reg = "Windows Registry Editor Version 5.00\r\n\r\n"
                     "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kestrel\\Shared Tools\\Q9NET64]\r\n";
   if (!files.empty()) reg += "\"Corvane_Oam\"=\"" + files + "\"\r\n";
   if (!data.empty()) reg += "\"Corvane_Oam_Data\"=\"" + data + "\"\r\n";
-  WriteRegistry(reg);
+  dir_.WriteFile("registry.reg", reg);
 }
 
 int ToolRunner::Run(const std::vector<std::string>& args) {
@@ -59,10 +55,6 @@ int ToolRunner::Run(const std::vector<std::string>& args) {
   return WEXITSTATUS(status);
 }
 
-std::string ToolRunner::Log() const { return ReadOnlyFileIn(dir_.Path("logs")); }
-
-std::string ToolRunner::LogBody() const { return AfterFirstLine(Log()); }
-
 std::string ToolRunner::UseSampleStore() {
   const std::string store = dir_.Path("Corvane OAM");
   std::filesystem::copy(Q9_SAMPLE_STORE, store, std::filesystem::copy_options::recursive);
@@ -85,7 +77,5 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
   }
   return state;
 }
-
-std::string ToolRunner::StandardError() const { return ReadText(dir_.Path("stderr.txt")); }
 
 }  // namespace q9::testing

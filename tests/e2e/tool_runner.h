@@ -18,17 +18,16 @@ class ToolRunner {
   // A registry file with the store roots pointing at `files` and `data`
   // (either may be empty to leave the value out).
   void WriteStoreRegistry(const std::string& files, const std::string& data);
-  void WriteRegistry(const std::string& contents);
 
   // Runs the program with `args`; returns its exit status (-1 when it did
   // not exit normally).
   int Run(const std::vector<std::string>& args);
 
-  // The install log of the last run (runs clear the log folder first).
-  std::string Log() const;
-  // The log without its dated first line.
-  std::string LogBody() const;
-  std::string StandardError() const;
+  // The install log of the last run (runs clear the log folder first), and
+  // that log without its dated first line.
+  std::string Log() const { return ReadOnlyFileIn(dir_.Path("logs")); }
+  std::string LogBody() const { return AfterFirstLine(Log()); }
+  std::string StandardError() const { return ReadText(dir_.Path("stderr.txt")); }
 
   const TempDir& dir() const { return dir_; }
   std::map<std::string, std::string>& environment() { return environment_; }

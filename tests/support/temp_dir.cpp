@@ -27,8 +27,6 @@ TempDir::~TempDir() {
   std::filesystem::remove_all(path_, ec);
 }
 
-std::string TempDir::Path(const std::string& relative) const { return path_ + "/" + relative; }
-
 std::string TempDir::WriteFile(const std::string& relative, const std::string& contents) const {
   const std::filesystem::path full = Path(relative);
   std::filesystem::create_directories(full.parent_path());

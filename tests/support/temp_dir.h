@@ -16,7 +16,7 @@ class TempDir {
 
   const std::string& path() const { return path_; }
   // path() joined with `relative`.
-  std::string Path(const std::string& relative) const;
+  std::string Path(const std::string& relative) const { return path_ + "/" + relative; }
   // Creates the file (and its folders) with `contents`; returns its path.
   std::string WriteFile(const std::string& relative, const std::string& contents) const;
   // Creates the folder and its parents; returns its path.

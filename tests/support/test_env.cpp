@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "trace/trace_config.h"
-
 namespace q9::testing {
 namespace {
 
@@ -74,10 +72,6 @@ IsolatedSharedObjects::IsolatedSharedObjects() {
   static std::atomic<int> counter{0};
   stem_ = "/q9test-" + std::to_string(Env::Default().process().ProcessId()) + "-" +
           std::to_string(counter++) + "-";
-}
-
-void TestEnv::SetTrace(const std::string& name, const std::string& text) {
-  registry.SetString(kTraceConfigKey, name, text);
 }
 
 }  // namespace q9::testing

@@ -13,6 +13,7 @@
 #include "platform/env.h"
 #include "platform/posix/shared_objects_posix.h"
 #include "platform/shared_objects.h"
+#include "trace/trace_config.h"
 
 namespace q9::testing {
 
@@ -137,7 +138,9 @@ class IsolatedSharedObjects : public PosixSharedObjects {
 
 struct TestEnv {
   // Sets string values of the trace configuration key.
-  void SetTrace(const std::string& name, const std::string& text);
+  void SetTrace(const std::string& name, const std::string& text) {
+    registry.SetString(kTraceConfigKey, name, text);
+  }
   void SetTrace(std::initializer_list<std::pair<std::string, std::string>> values) {
     for (const auto& [name, text] : values) SetTrace(name, text);
   }

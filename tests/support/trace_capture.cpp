@@ -1,17 +1,12 @@
 #include "trace_capture.h"
 
+#include <algorithm>
 #include <regex>
 #include <sstream>
 
 #include "trace/trace_client.h"
 
 namespace q9::testing {
-
-TraceCapture::TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_env_) {
-  Configure();
-}
-
-TraceCapture::TraceCapture(TestEnv& env) : env_(env) { Configure(); }
 
 void TraceCapture::Configure() {
   env_.SetTrace({{"Level", "0xFFFFFFFF"}, {"Output", "DBG"}, {"Format", "SHORT"}});
@@ -35,17 +30,13 @@ std::vector<TraceLine> TraceCapture::Lines() const {
   return lines;
 }
 
-void TraceCapture::Clear() { env_.process.debug_output.clear(); }
-
 bool TraceCapture::Has(std::string_view module, std::string_view function, uint32_t level,
                        std::string_view text) const {
-  for (const TraceLine& line : Lines()) {
-    if (line.module == module && line.function == function && line.level == level &&
-        line.text == text) {
-      return true;
-    }
-  }
-  return false;
+  const std::vector<TraceLine> lines = Lines();
+  return std::any_of(lines.begin(), lines.end(), [&](const TraceLine& line) {
+    return line.module == module && line.function == function && line.level == level &&
+           line.text == text;
+  });
 }
 
 std::vector<std::string> TraceCapture::Messages(std::string_view function) const {

@@ -24,17 +24,17 @@ struct TraceLine {
 class TraceCapture {
  public:
   // Traces on an Env of its own.
-  TraceCapture();
+  TraceCapture() : own_env_(std::make_unique<TestEnv>()), env_(*own_env_) { Configure(); }
   // Traces on `env`: its registry gets the trace configuration, so a client
   // that the code under test starts again on `env` keeps tracing to it.
-  explicit TraceCapture(TestEnv& env);
+  explicit TraceCapture(TestEnv& env) : env_(env) { Configure(); }
   TraceCapture(const TraceCapture&) = delete;
   TraceCapture& operator=(const TraceCapture&) = delete;
   ~TraceCapture();
 
   // Every record since construction or the last Clear(), in order.
   std::vector<TraceLine> Lines() const;
-  void Clear();
+  void Clear() { env_.process.debug_output.clear(); }
   // True when a record of `module` and `function` at `level` reads `text`.
   bool Has(std::string_view module, std::string_view function, uint32_t level,
            std::string_view text) const;
