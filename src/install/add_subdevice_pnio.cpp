@@ -1,7 +1,6 @@
 #include "install/installer.h"
 #include "merge/section_entries.h"
 #include "platform/path.h"
-#include "xml/streaming_reader.h"
 
 namespace q9 {
 
@@ -12,7 +11,9 @@ void Installer::AddSubdevicePNIO() {
   for (const std::string& name : ListFiles(folder)) {
     const std::string path = JoinPath(folder, name);
     std::string cp_type;
-    if (ReadRootAttribute(xml(), path, "CP_TYPE", &cp_type) != PGSP_OK || cp_type != "H1") continue;
+    if (xml().facts().RootAttribute(path, "CP_TYPE", &cp_type) != PGSP_OK || cp_type != "H1") {
+      continue;
+    }
     (void)WriteSubdeviceParameter(xml(), path, "PNIO", "L4DRIVER", "q9opnio64x.dll", "Parameter",
                                   0);
   }

@@ -133,7 +133,7 @@ void Installer::RestoreKbusDevices(const std::vector<std::string>& old_devices) 
     Q9_TRACE(kSite, kProgress, "GetAttribute CP_TYPE : %s", old_name.c_str());
     const std::string old_file = JoinPath(old_folder, old_name);
     std::string cp_type;
-    if (ReadRootAttribute(xml(), old_file, "CP_TYPE", &cp_type) != PGSP_OK) continue;
+    if (xml().facts().RootAttribute(old_file, "CP_TYPE", &cp_type) != PGSP_OK) continue;
     Q9_TRACE(kSite, kProgress, "Check CP_TYPE == KBUS : %s   CP_TYPE=%s", old_name.c_str(),
              cp_type.c_str());
     if (!EqualsIgnoreCase(cp_type, "KBUS")) continue;

@@ -8,7 +8,9 @@ ResultCode LoadTemplate(XmlContext& xml, const std::string& path, TemplateDocume
   const std::string file = ApplyFileNameRule(path);
   const ResultCode size = CheckFileSize(xml, file);
   if (size != PGSP_OK) return size;
-  return TemplateDocument::Load(xml, file, document);
+  const ResultCode loaded = TemplateDocument::Load(xml, file, document);
+  if (loaded == PGSP_OK) xml.facts().Loaded(path, *document);
+  return loaded;
 }
 
 }  // namespace q9

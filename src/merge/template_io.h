@@ -10,7 +10,8 @@
 namespace q9 {
 
 // Applies the file-name rule, checks the size (CheckFileSize's result when it
-// is not 0) and loads the file (8508 when it does not parse).
+// is not 0) and loads the file (8508 when it does not parse). After a load
+// the run's facts know the file's root attributes from the document.
 [[nodiscard]] ResultCode LoadTemplate(XmlContext& xml, const std::string& path,
                                       TemplateDocument* document);
 

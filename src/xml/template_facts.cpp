@@ -5,6 +5,7 @@
 #include "platform/path.h"
 #include "trace/trace.h"
 #include "xml/streaming_reader.h"
+#include "xml/template_document.h"
 #include "xml/template_namespace.h"
 #include "xml/xml_context.h"
 
@@ -85,6 +86,29 @@ void TemplateFacts::Copied(const std::string& from, const std::string& to) {
   copy.path = to;
   copy.stamp = to_stamp;
   files_.insert_or_assign(FoldedPath(to), std::move(copy));
+}
+
+void TemplateFacts::Loaded(const std::string& path, const TemplateDocument& document) {
+  FileInfo stamp;
+  const xmlNode* root = document.root();
+  if (path.empty() || root == nullptr ||
+      xml_.env().files().GetFileInfo(ApplyFileNameRule(path), &stamp) != os_error::kSuccess) {
+    return;
+  }
+  File& file = files_[FoldedPath(path)];
+  if (file.path != path || !SameStamp(file.stamp, stamp)) file = File{path, stamp, {}, {}};
+  if (file.root) return;
+  // The reader names a prefixed attribute "prefix:name" and skips it here;
+  // one without a prefix never has a namespace. Its value is taken the way
+  // the reader takes it.
+  std::map<std::string, std::string> attributes;
+  for (const xmlAttr* attribute = root->properties; attribute != nullptr;
+       attribute = attribute->next) {
+    if (attribute->ns != nullptr) continue;
+    XmlCharPtr value(xmlGetNoNsProp(root, attribute->name));
+    attributes[FromXml(attribute->name)] = value != nullptr ? FromXml(value.get()) : "";
+  }
+  file.root = std::move(attributes);
 }
 
 uint32_t TemplateFacts::NextCandidate(const std::string& folder,

@@ -22,6 +22,7 @@
 namespace q9 {
 
 class XmlContext;  // xml/xml_context.h, which holds the run's one index
+class TemplateDocument;
 
 // One value of a template's identity: the root attribute `name`, or with a
 // `section` the parameter `name` of that section.
@@ -56,6 +57,11 @@ class TemplateFacts {
   // of `to`, whose bytes are the same. A run that copies each arriving
   // template into meta so never reads the copy again for its identity.
   void Copied(const std::string& from, const std::string& to);
+  // After the program loaded the file `path` whole into `document`: knows
+  // the plain attributes of its first element from the document, exactly as
+  // a read of them would find them, so a file's identity and versions are
+  // not read a second time right after its load.
+  void Loaded(const std::string& path, const TemplateDocument& document);
   // Drops everything, after a write that may have touched any file (also
   // one behind the program's back, such as the board-control library's).
   void ForgetAll() {
