@@ -23,10 +23,13 @@ struct Answer {
 class TemplateFactsTest : public ::testing::Test {
  protected:
   Answer Fact(const std::string& path, const std::string& attribute) {
+    return Fact(xml_, path, attribute);
+  }
+  Answer Fact(XmlContext& xml, const std::string& path, const std::string& attribute) {
     Answer answer{0, "stale"};
     answer.code = attribute.empty()
-                      ? xml_.facts().ParameterValue(path, "DeviceHeader", "DeviceName", &answer.value)
-                      : xml_.facts().RootAttribute(path, attribute, &answer.value);
+                      ? xml.facts().ParameterValue(path, "DeviceHeader", "DeviceName", &answer.value)
+                      : xml.facts().RootAttribute(path, attribute, &answer.value);
     return answer;
   }
   Answer Read(const std::string& path, const std::string& attribute) {
@@ -44,7 +47,8 @@ class TemplateFactsTest : public ::testing::Test {
 
 TEST_F(TemplateFactsTest, AnswersAsTheReadersDoTheFirstTimeAndAfterwards) {
   const std::string device =
-      "<LogDevice xmlns=\"urn:d\" xmlns:p=\"urn:p\" DeviceID=\"A\" Extension=\"\" p:Extra=\"e\">"
+      "<LogDevice xmlns=\"urn:d\" xmlns:p=\"urn:p\" DeviceID=\"A&amp;&#x42;\" Extension=\"\" "
+      "p:Extra=\"e\">"
       "<DeviceHeader><Parameter><Name>DeviceName</Name>"
       "<Value>N</Value></Parameter></DeviceHeader></LogDevice>";
   const std::string files[] = {
@@ -58,11 +62,19 @@ TEST_F(TemplateFactsTest, AnswersAsTheReadersDoTheFirstTimeAndAfterwards) {
       "",
   };
   for (const std::string& file : files) {
+    // A run that loaded the file whole first knows the same.
+    XmlContext loaded(env_);
+    TemplateDocument document;
+    if (TemplateDocument::Load(loaded, file, &document) == PGSP_OK) {
+      loaded.facts().Loaded(file, document);
+    }
     // One read answers for all plain attributes; the others are read.
-    for (const char* attribute : {"DeviceID", "CP_TYPE", "Extension", "xmlns", "p:Extra", ""}) {
+    for (const char* attribute :
+         {"DeviceID", "CP_TYPE", "Extension", "xmlns", "p:Extra", "Extra", ""}) {
       const Answer expected = Read(file, attribute);
       EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
       EXPECT_EQ(Fact(file, attribute), expected) << file << " " << attribute;
+      EXPECT_EQ(Fact(loaded, file, attribute), expected) << file << " " << attribute;
     }
   }
 }
