@@ -210,24 +210,40 @@ class PosixSequentialFile final : public SequentialFile {
 
 const char kPathSeparator = '/';
 
-bool PosixFileSystem::ListedAsSpelled(const std::string& path) const {
-  // The root's own spelling is the resolved one (see ConfinedStart), so a
-  // path whose every component below it is listed under exactly its name
-  // exists as spelled. Only listings kept already count: folders whose
-  // listing was just dropped (a file in them deleted) are not listed again
-  // for a single look-up.
+bool PosixFileSystem::ResolvedByKeptListings(const std::string& path, std::string* real) const {
+  // The root's own spelling is the resolved one (see ConfinedStart). Below
+  // it, a kept listing shows each component under its name, or under the
+  // other spelling that the disk search would find; a component that no kept
+  // listing shows (a new name, a temporary file, a folder whose listing was
+  // just dropped) is left to the disk. Folders are not listed for a single
+  // look-up: after a delete that would relist the folder for every file.
+  FolderNames* names = names_.load();
   const size_t start = ConfinedStart(path);
-  if (start == 0) return false;
-  for (size_t end = path.find('/', start);; end = path.find('/', end + 1)) {
-    if (KeptKind(path.substr(0, end), /*list=*/false) == Kind::kUnknown) return false;
-    if (end == std::string::npos) return true;
+  if (names == nullptr || start == 0) return false;
+  std::string resolved = path.substr(0, start - 1);
+  DirEntry entry;
+  for (size_t pos = start; pos <= path.size();) {
+    const size_t end = std::min(path.find('/', pos), path.size());
+    const std::string_view name = std::string_view(path).substr(pos, end - pos);
+    // A listing is kept under the folder's spelling as it was asked for.
+    if (name.empty() || name == "." || name == ".." || name.starts_with(kTempPrefix) ||
+        !names->LookUp(path.substr(0, pos - 1), name, /*list=*/false, &entry) ||
+        entry.name.empty()) {
+      return false;
+    }
+    resolved += '/';
+    resolved += entry.name;
+    pos = end + 1;
   }
+  *real = std::move(resolved);
+  return true;
 }
 
 std::string PosixFileSystem::Resolve(const std::string& path) {
   // Kept listings answer only for folders spelled as on disk, which the path
   // as given need not be: they are asked for each component from the root.
-  if (path.empty() || ListedAsSpelled(path) || Exists(path)) return path;
+  if (std::string real; ResolvedByKeptListings(path, &real)) return real;
+  if (path.empty() || Exists(path)) return path;
   // Every prefix of a path that exists as spelled exists too, so the longest
   // such prefix is looked for from the end, where spellings usually differ,
   // and kept without asking again.

@@ -62,9 +62,10 @@ class PosixFileSystem final : public FileSystem {
   // lists that very name, else kUnknown.
   // With `list`, a folder whose listing is not kept is listed first.
   Kind KeptKind(const std::string& real, bool list) const;
-  // True when kept listings show every component of `path` below its
-  // confined root under exactly its name.
-  bool ListedAsSpelled(const std::string& path) const;
+  // True, with the path as the disk spells it in `real`, when kept listings
+  // show every component of `path` below its confined root, under its name
+  // or under the one other spelling that the disk search would find.
+  bool ResolvedByKeptListings(const std::string& path, std::string* real) const;
   // The kind of the entry `real` (never kUnknown), from the kept listing or
   // else from the disk; a path that cannot be examined counts as missing.
   Kind EntryKind(const std::string& real) const;
