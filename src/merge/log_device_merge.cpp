@@ -4,6 +4,7 @@
 
 #include "merge/merge_areas.h"
 #include "merge/merges.h"
+#include "merge/parameter_merge.h"
 #include "platform/path.h"
 #include "xml/parameter_section.h"
 
@@ -45,14 +46,9 @@ bool VersionsAllowMerge(long new_major, long new_minor, long old_major, long old
 void CarryOverSection(const std::vector<ParameterEntry>& backed_up, TemplateDocument& fresh,
                       int32_t section) {
   const std::vector<ParameterEntry> fresh_entries = SectionParameters(fresh, section);
+  const EntriesByName fresh_by_name(fresh_entries);
   for (const ParameterEntry& old : backed_up) {
-    const ParameterEntry* found = nullptr;
-    for (const ParameterEntry& entry : fresh_entries) {
-      if (EqualsIgnoreCase(entry.name, old.name)) {
-        found = &entry;
-        break;
-      }
-    }
+    const ParameterEntry* found = fresh_by_name.First(old.name);
     if (found != nullptr && found->value == old.value) continue;
     if (found != nullptr) {
       Q9_TRACE(kSite, trace_level::kProgress, "FOUND PARAMETER: %s, WITH DIFFERENT NEW VALUE %s",

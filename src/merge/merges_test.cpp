@@ -157,7 +157,9 @@ TEST_F(MergesTest, OnlyOverwriteOneReplacesValuesAndSubdevicesKeepTheOldFirst) {
       "<Value>new</Value></Parameter></Subdevice></Subdevices></Bindings></LogDevice>");
   const std::string original =
       "<LogDevice><LocalSettings><Parameter><Name>A</Name><Value>old</Value></Parameter>"
-      "<Parameter><Name>T</Name><Value>target only</Value></Parameter></LocalSettings>"
+      "<Parameter><Name>T</Name><Value>target only</Value></Parameter>"
+      // Only the first of two names equal ignoring case is compared.
+      "<Parameter><Name>a</Name><Value>new</Value></Parameter></LocalSettings>"
       "<Bindings><Subdevices><Subdevice SubdevName=\"S\"><Parameter><Name>P</Name><Value>old"
       "</Value></Parameter></Subdevice></Subdevices></Bindings></LogDevice>\n";
   for (const uint8_t overwrite : {0, 1, 2}) {

@@ -1,5 +1,6 @@
 #include "merge/parameter_merge.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -9,15 +10,36 @@
 namespace q9 {
 namespace {
 
-const ParameterEntry* FindByName(const std::vector<ParameterEntry>& entries,
-                                 const std::string& name) {
-  for (const ParameterEntry& entry : entries) {
-    if (EqualsIgnoreCase(entry.name, name)) return &entry;
+// FNV-1a over the upper-case form, so names equal ignoring case hash alike.
+uint64_t FoldedHash(std::string_view name) {
+  uint64_t hash = 14695981039346656037ull;
+  for (char c : name) {
+    hash ^= static_cast<unsigned char>(FoldAscii(c));
+    hash *= 1099511628211ull;
   }
-  return nullptr;
+  return hash;
 }
 
 }  // namespace
+
+EntriesByName::EntriesByName(const std::vector<ParameterEntry>& entries) : entries_(entries) {
+  hashes_.reserve(entries.size());
+  for (size_t position = 0; position < entries.size(); ++position) {
+    hashes_.emplace_back(FoldedHash(entries[position].name), position);
+  }
+  std::sort(hashes_.begin(), hashes_.end());
+}
+
+const ParameterEntry* EntriesByName::First(std::string_view name) const {
+  const uint64_t hash = FoldedHash(name);
+  // Equal hashes sit in ascending positions; a collision is ruled out by
+  // comparing the names.
+  for (auto it = std::lower_bound(hashes_.begin(), hashes_.end(), std::pair(hash, size_t{0}));
+       it != hashes_.end() && it->first == hash; ++it) {
+    if (EqualsIgnoreCase(entries_[it->second].name, name)) return &entries_[it->second];
+  }
+  return nullptr;
+}
 
 void MergeParameterSections(const TemplateDocument& source, TemplateDocument& target,
                             std::initializer_list<int32_t> sections, uint8_t overwrite,
@@ -32,8 +54,9 @@ void MergeParameterSections(const AllSections& source_sections, TemplateDocument
     const std::vector<ParameterEntry>& from = source_sections[static_cast<size_t>(section)];
     // The target is read again for each section: the ones before changed it.
     const std::vector<ParameterEntry> into = SectionParameters(target, section);
+    const EntriesByName into_by_name(into);
     for (const ParameterEntry& entry : from) {
-      const ParameterEntry* found = FindByName(into, entry.name);
+      const ParameterEntry* found = into_by_name.First(entry.name);
       if (found == nullptr) {
         // Results of single writes are not reported: the merge goes on.
         (void)SetSectionParameter(target, section, entry.name, entry.value, entry.kind);
