@@ -8,24 +8,12 @@
 namespace q9 {
 namespace {
 
-TraceRecordFields SampleFields() {
-  TraceRecordFields f;
-  f.date = "2026-11-22";
-  f.time = "00:17:35";
-  f.process_id = 1234;
-  f.thread_id = 1235;
-  f.level = 64;
-  f.component = "IMP";
-  f.process = "q9cfgImp64x";
-  f.module = "FileOperator";
-  f.source_file = "/work/src/store/file_operator.cpp";
-  f.line = 120;
-  f.ticks = 987654321;
-  f.sequence = 42;
-  f.function = "CopyFiles: ";
-  f.message = ">> Start";
-  return f;
-}
+// A record with every field set.
+const TraceRecordFields kSample = {
+    .date = "2026-11-22", .time = "00:17:35", .process_id = 1234, .thread_id = 1235, .level = 64,
+    .component = "IMP", .process = "q9cfgImp64x", .module = "FileOperator",
+    .source_file = "/work/src/store/file_operator.cpp", .line = 120, .ticks = 987654321,
+    .sequence = 42, .function = "CopyFiles: ", .message = ">> Start"};
 
 std::string Format(TraceLayout layout, const TraceRecordFields& fields) {
   char buffer[kTraceRecordBufferSize];
@@ -36,7 +24,7 @@ std::string Format(TraceLayout layout, const TraceRecordFields& fields) {
 
 // The standard layout is held to the C library's formatter below.
 TEST(TraceFormatTest, EachLayoutPlacesItsFields) {
-  const TraceRecordFields fields = SampleFields();
+  const TraceRecordFields& fields = kSample;
   EXPECT_EQ(Format(TraceLayout::kShort, fields),
             "00:17:35 L0040 IMP q9cfgImp64x FileOperator(file_operator.cpp:120) CopyFiles:  >> "
             "Start");
@@ -49,7 +37,7 @@ TEST(TraceFormatTest, EachLayoutPlacesItsFields) {
 // The layouts are applied without the C library's formatter for speed; they
 // must give what snprintf gives, cut in the same place.
 TEST(TraceFormatTest, MatchesTheCLibraryFormatterAndCutsLongRecords) {
-  TraceRecordFields f = SampleFields();
+  TraceRecordFields f = kSample;
   f.level = 0x1ABCD;
   f.process_id = 4000000000u;  // shows as a negative int, as with %d
   const std::string message(2000, 'z');

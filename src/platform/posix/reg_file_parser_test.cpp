@@ -169,7 +169,7 @@ TEST(RegFileParserTest, ValueLinesFollowTheEditorsSyntax) {
   }
 }
 
-TEST(RegFileParserTest, ReadsUtf16FilesAndKeepsTextBothWays) {
+TEST(RegFileParserTest, ReadsUtf16FilesAndKeepsTextBothWaysWithReplacementsForWhatIsNoText) {
   const RegistryHive wide = ParseRegFile(Utf16File(
       u"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K\u00C4]\r\n"
       u"\"Gr\u00FC\u00DF\"=\"\u00E4\U0001F600\"\r\n\"lone\"=\"a\xDC00\xD800\"\r\n"));
@@ -178,6 +178,11 @@ TEST(RegFileParserTest, ReadsUtf16FilesAndKeepsTextBothWays) {
             Utf16(std::u16string(u"\u00E4\U0001F600\0", 4)));
   // Unpaired surrogates are no text: each becomes U+FFFD.
   EXPECT_EQ(Value(wide, "K\u00C4", "lone").text, "a\uFFFD\uFFFD");
+  // So does a byte that is no UTF-8 in an 8-bit file, in the text and the data alike.
+  const RegistryValue latin =
+      Value(Parse("[HKEY_LOCAL_MACHINE\\K]\n\"a\"=\"M\xFC" "ler\"\n"), "K", "a");
+  EXPECT_EQ(latin.text, "M\uFFFDler");
+  EXPECT_EQ(latin.data, Utf16(std::u16string(u"M\uFFFDler\0", 6)));
 }
 
 }  // namespace
