@@ -37,7 +37,7 @@ class MergeAndCopyTest : public ::testing::Test {
         paths_(test_.env, dir_.MakeDir("data"), dir_.MakeDir("files")),
         files_(test_.env, xml_, paths_),
         merger_(log_, files_) {
-    std::filesystem::copy(testing::SampleStore() + "/Schemes", dir_.MakeDir("files/Schemes"));
+    std::filesystem::copy(Q9_SAMPLE_STORE "/Schemes", dir_.MakeDir("files/Schemes"));
     MakeKindFolders();
     log_text_.clear();
   }

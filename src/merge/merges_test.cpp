@@ -176,36 +176,32 @@ TEST_F(MergesTest, OnlyOverwriteOneReplacesValuesAndSubdevicesKeepTheOldFirst) {
 }
 
 TEST_F(MergesTest, ProtocolGainsWhatTheSourceAddsAndKeepsWhatTheUserChose) {
-  const std::string source = Write(
-      "Install", "p.xml", "Protocol", "Protocols", "Name=\"TCPIP\"",
-      "  <ParamSections>\n"
-      "    <ParamSection Name=\"Transport\">\n"
+  // A TCPIP protocol in `folder` whose sections Transport and USER hold the given Params.
+  const auto protocol = [&](const std::string& folder, const std::string& transport,
+                            const std::string& user) {
+    return Write(folder, "p.xml", "Protocol", "Protocols", "Name=\"TCPIP\"",
+                 "  <ParamSections>\n    <ParamSection Name=\"Transport\">\n" + transport +
+                     "    </ParamSection>\n    <ParamSection Name=\"USER\">\n" + user +
+                     "    </ParamSection>\n  </ParamSections>\n");
+  };
+  const std::string source = protocol(
+      "Install",
       "      <Param Name=\"Timeout\" Type=\"int\"><Constraint Name=\"Min\" Value=\"1\"/>"
       "<Constraint Name=\"Max\" Value=\"900\"/><ValueCollection><Value>10</Value>"
-      "<Value>90</Value></ValueCollection></Param>\n"
-      "    </ParamSection>\n"
-      "    <ParamSection Name=\"USER\">\n"
+      "<Value>90</Value></ValueCollection></Param>\n",
       "      <Param Name=\"Timeout\" Type=\"int\"><ValueCollection><Value>10</Value>"
       "<Value>90</Value></ValueCollection></Param>\n"
       "      <Param Name=\"Mode\" Type=\"string\"><ValueCollection><Value>TCP</Value>"
-      "</ValueCollection></Param>\n"
-      "    </ParamSection>\n"
-      "  </ParamSections>\n");
-  const std::string target = Write(
-      "meta/Protocols", "p.xml", "Protocol", "Protocols", "Name=\"TCPIP\"",
-      "  <ParamSections>\n"
-      "    <ParamSection Name=\"Transport\">\n"
+      "</ValueCollection></Param>\n");
+  const std::string target = protocol(
+      "meta/Protocols",
       "      <Param Name=\"Timeout\" Type=\"int\">\n"
       "        <Constraint Name=\"Max\" Value=\"600\"/>\n"
       "        <ValueCollection><Value>10</Value><Value>30</Value></ValueCollection>\n"
       "      </Param>\n"
-      "      <Param Name=\"Local\"/>\n"
-      "    </ParamSection>\n"
-      "    <ParamSection Name=\"USER\">\n"
+      "      <Param Name=\"Local\"/>\n",
       "      <Param Name=\"Timeout\" Type=\"int\"><ValueCollection><Value>30</Value>"
-      "</ValueCollection></Param>\n"
-      "    </ParamSection>\n"
-      "  </ParamSections>\n");
+      "</ValueCollection></Param>\n");
   const std::string before = ReadText(target);
   MergeProtocols(xml_, log_, source, target);
 

@@ -43,7 +43,7 @@ class FileOperatorTest : public ::testing::Test {
     return dir_.WriteFile("files/" + relative, contents);
   }
   void CopySampleSchemes() {
-    std::filesystem::copy(testing::SampleStore() + "/Schemes", dir_.MakeDir("files/Schemes"));
+    std::filesystem::copy(Q9_SAMPLE_STORE "/Schemes", dir_.MakeDir("files/Schemes"));
   }
 
   testing::TempDir dir_;

@@ -1,11 +1,14 @@
 // Several processes tracing through one section at once.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <functional>
 #include <map>
 #include <regex>
 #include <sstream>
 
-#include "child_process.h"
 #include "temp_dir.h"
 #include "test_env.h"
 #include "trace/trace.h"
@@ -17,6 +20,26 @@ namespace {
 
 constexpr TraceSite kWriter{"Merge", "Writer: "};
 constexpr int kRecords = 1500;
+
+// Forks `count` children that run `body(index)` at the same time and end with
+// its result as their exit status, without running exit handlers. Gives each
+// child's status, -1 for one that could not start or died from a signal.
+std::vector<int> RunInChildProcesses(int count, const std::function<int(int index)>& body) {
+  std::vector<pid_t> children;
+  std::fflush(nullptr);  // buffered output must not be written twice
+  for (int i = 0; i < count; ++i) {
+    const pid_t pid = ::fork();
+    if (pid == 0) ::_exit(body(i));
+    children.push_back(pid);
+  }
+  std::vector<int> statuses;
+  for (const pid_t pid : children) {
+    int status = 0;
+    const bool exited = pid > 0 && ::waitpid(pid, &status, 0) == pid && WIFEXITED(status);
+    statuses.push_back(exited ? WEXITSTATUS(status) : -1);
+  }
+  return statuses;
+}
 
 class TraceProcessesTest : public ::testing::Test {
  protected:
@@ -41,7 +64,7 @@ class TraceProcessesTest : public ::testing::Test {
       }
       return 0;
     };
-    ASSERT_EQ(testing::RunInChildProcesses(2, writer), (std::vector<int>{0, 0}));
+    ASSERT_EQ(RunInChildProcesses(2, writer), (std::vector<int>{0, 0}));
   }
   // Checks that every line is one whole record and that each child's
   // records keep their order; returns the number of records per child.
@@ -113,7 +136,7 @@ TEST_F(TraceProcessesTest, WriterThatDiedHoldingTheMutexDoesNotBlockOthers) {
     section = TraceSection::Open(t_.shared, names_.section, &failure, &error);
     return section != nullptr && section->Lock() == MutexLockResult::kLocked ? 0 : 1;
   };
-  ASSERT_EQ(testing::RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
+  ASSERT_EQ(RunInChildProcesses(1, die_holding_the_mutex), std::vector<int>{0});
   t_.SetTrace({{"Output", "DBG"}, {"Format", "TEXT"}});
   Start();
   Q9_TRACE(kWriter, trace_level::kProgress, "first");

@@ -43,6 +43,4 @@ std::string LogNameXml(std::string_view name) {
   return text.append("</Parameter>\n  </Parameters>\n</LogName>\n");
 }
 
-std::string SampleStore() { return Q9_SAMPLE_STORE; }
-
 }  // namespace q9::testing

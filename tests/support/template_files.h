@@ -19,7 +19,4 @@ std::string BoardXml(std::string_view attributes, std::string_view attribute = "
 // A log name with one parameter.
 std::string LogNameXml(std::string_view name);
 
-// The sample store's folder (examples/store).
-std::string SampleStore();
-
 }  // namespace q9::testing
