@@ -49,19 +49,16 @@ bool IsAbsolute(std::string_view path) {
 std::optional<std::string> FoldedKey(std::string_view path) {
   if (!IsAbsolute(path)) return std::nullopt;
   while (path.size() > 1 && path.back() == kPathSeparator) path.remove_suffix(1);
-  std::string key;
-  key.reserve(path.size());
-  size_t start = path.find(kPathSeparator) + 1;
-  key.append(path.substr(0, start));
-  while (start < path.size()) {
-    size_t end = path.find(kPathSeparator, start);
-    if (end == std::string_view::npos) end = path.size();
-    const std::string_view component = path.substr(start, end - start);
+  const size_t start = path.find(kPathSeparator) + 1;
+  for (size_t pos = start; pos < path.size();) {
+    const size_t end = std::min(path.find(kPathSeparator, pos), path.size());
+    const std::string_view component = path.substr(pos, end - pos);
     if (component.empty() || component == "." || component == "..") return std::nullopt;
-    for (const char c : component) key += FoldAscii(c);
-    if (end < path.size()) key += kPathSeparator;
-    start = end + 1;
+    pos = end + 1;
   }
+  std::string key(path);
+  std::transform(key.begin() + static_cast<std::ptrdiff_t>(start), key.end(),
+                 key.begin() + static_cast<std::ptrdiff_t>(start), FoldAscii);
   return key;
 }
 
