@@ -1,4 +1,5 @@
 // The board library's loading and the log-device steps around it.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "install/board_library.h"
@@ -9,6 +10,10 @@
 
 namespace q9 {
 namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 int32_t ReturnsZero() { return 0; }
 int32_t ReturnsSeventeen() { return 17; }
@@ -111,14 +116,12 @@ TEST_F(LogDevicesTest, CreateAllLogdevicesLogsTheLibraryCodeAndReturnsTheStandar
   const std::string device = dir_.Path("data/data/LogDevices/CP TCP-Std.xml");
   const std::string tcp_template =
       dir_.Path("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml");
-  EXPECT_TRUE(log_text_.starts_with(">> CreateAllLogdevices\n>> PGSP_CreateAllLogdevicesBL\n"
+  EXPECT_THAT(log_text_, StartsWith(">> CreateAllLogdevices\n>> PGSP_CreateAllLogdevicesBL\n"
                                     "<< PGSP_CreateAllLogdevicesBL returns with: 17\n"
-                                    ">> CreateTCPStdLogDevice\n"))
-      << log_text_;
-  EXPECT_NE(log_text_.find(tcp_template + "   copied to:   " + device + "\n"), std::string::npos);
-  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 0\n"
-                                  "<< CreateAllLogdevices returns with: 0\n"))
-      << log_text_;
+                                    ">> CreateTCPStdLogDevice\n"));
+  EXPECT_THAT(log_text_, HasSubstr(tcp_template + "   copied to:   " + device + "\n"));
+  EXPECT_THAT(log_text_, EndsWith("<< CreateTCPStdLogDevice returns with: 0\n"
+                                  "<< CreateAllLogdevices returns with: 0\n"));
   EXPECT_EQ(NdiValue("hidden"), "true");
   EXPECT_EQ(NdiValue("static_logdevice"), "true");
 }
@@ -126,15 +129,14 @@ TEST_F(LogDevicesTest, CreateAllLogdevicesLogsTheLibraryCodeAndReturnsTheStandar
 TEST_F(LogDevicesTest, StandardDeviceFailsWithTheCopyCodeOrAtTheFirstFlagWithoutNdi) {
   libraries_.symbols = {{kCreateAllLogdevicesSymbol, reinterpret_cast<void*>(&ReturnsZero)}};
   EXPECT_EQ(installer().CreateAllLogdevices(), ERR_COPY_FAILED);
-  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 8512\n"
-                                  "<< CreateAllLogdevices returns with: 8512\n"))
-      << log_text_;
+  EXPECT_THAT(log_text_, EndsWith("<< CreateTCPStdLogDevice returns with: 8512\n"
+                                  "<< CreateAllLogdevices returns with: 8512\n"));
   EXPECT_FALSE(testing::PathExists(dir_.Path("data/data/LogDevices/CP TCP-Std.xml")));
 
   dir_.WriteFile("files/meta/DefaultLogDevices/Automation-OnlineAccess-LDT-Loomnet.TCPIP.xml",
                  "<LogDevice xmlns=\"urn:ld\"><DeviceHeader/></LogDevice>");
   EXPECT_EQ(installer().CreateTCPStdLogDevice(), kEntryMissing);
-  EXPECT_TRUE(log_text_.ends_with("<< CreateTCPStdLogDevice returns with: 14\n")) << log_text_;
+  EXPECT_THAT(log_text_, EndsWith("<< CreateTCPStdLogDevice returns with: 14\n"));
 }
 
 TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {

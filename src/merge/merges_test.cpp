@@ -231,13 +231,11 @@ TEST_F(MergesTest, ProtocolGainsWhatTheSourceAddsAndKeepsWhatTheUserChose) {
 }
 
 TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
-  const auto root = [](const std::string& versions) {
-    return "<LogDevice xmlns=\"" + std::string(kBase) + "/LogDevice\"" +
-           (versions.empty() ? "" : " " + versions) + ">";
-  };
-  const auto device = [&](const std::string& versions, const std::string& local,
+  const auto device = [](const std::string& versions, const std::string& local,
                          const std::string& other) {
-    return root(versions) + "<DeviceHeader><Parameter><Name>H</Name><Value>" + other +
+    return "<LogDevice xmlns=\"" + std::string(kBase) + "/LogDevice\"" +
+           (versions.empty() ? "" : " " + versions) + "><DeviceHeader><Parameter><Name>H</Name>"
+           "<Value>" + other +
            "</Value></Parameter></DeviceHeader><LocalSettings><Parameter><Name>A</Name><Value>" +
            local + "</Value></Parameter></LocalSettings><Bindings><Parameter><Name>X</Name>"
            "<Value>" + other + "</Value></Parameter></Bindings><SpareSection/></LogDevice>\n";

@@ -1,5 +1,6 @@
 #include "merge/section_entries.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "temp_dir.h"
@@ -7,6 +8,7 @@
 namespace q9 {
 namespace {
 
+using ::testing::HasSubstr;
 using testing::ReadText;
 
 constexpr char kDevNs[] = "http://www.kestrel.example/Automation/Corvane.Device.Driver/LogDevice";
@@ -158,10 +160,8 @@ TEST_F(SectionEntriesTest, SubdeviceWriterAndLoadAdderAppendAndCreateWhatIsMissi
   // Every write with flag 1 appends, even under a name that is there.
   EXPECT_EQ(WriteSubdeviceParameter(xml_, path, "PNIO", "L4DRIVER", "new.dll", "ParameterInt", 1),
             PGSP_OK);
-  EXPECT_NE(Body(path).find("<Value>q9opnio64x.dll</Value></Parameter><ParameterInt>"
-                            "<Name>L4DRIVER</Name><Value>new.dll</Value></ParameterInt>"),
-            std::string::npos)
-      << Body(path);
+  EXPECT_THAT(Body(path), HasSubstr("<Value>q9opnio64x.dll</Value></Parameter><ParameterInt>"
+                                    "<Name>L4DRIVER</Name><Value>new.dll</Value></ParameterInt>"));
 
   // The Load adder appends even what is there.
   const std::string load = Write("<Load>\n  <RelevantSection>Ndi</RelevantSection>\n</Load>");
@@ -185,9 +185,7 @@ TEST_F(SectionEntriesTest, NewElementsTakeTheNamespaceThePathNames) {
     const std::string path = dir_.WriteFile(
         file, std::string("<LogDevice xmlns=\"") + kDevNs + "\"><Load/></LogDevice>");
     EXPECT_EQ(AddLoadEntry(xml_, path, "Ndi"), PGSP_OK);
-    EXPECT_NE(ReadText(path).find("<Load>" + expected + "Ndi</RelevantSection></Load>"),
-              std::string::npos)
-        << ReadText(path);
+    EXPECT_THAT(ReadText(path), HasSubstr("<Load>" + expected + "Ndi</RelevantSection></Load>"));
   }
 }
 

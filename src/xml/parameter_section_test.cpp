@@ -128,25 +128,17 @@ TEST_F(ParameterSectionTest, TypeRulesAndForbiddenNameCharactersRejectBeforeTheF
   }
 }
 
-TEST_F(ParameterSectionTest, SetValueUpdatesAnExistingParameterIgnoringNameCase) {
-  const auto file = [](const std::string& value) {
-    return "<Dev>\n  <Ndi>\n    <ParameterBool><Name>Hidden</Name><Value>" + value +
-           "</Value></ParameterBool>\n  </Ndi>\n</Dev>\n";
-  };
-  const std::string path = dir_.WriteFile("t.xml", file("false"));
-  EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
-  EXPECT_EQ(ReadText(path), file("true"));
-  EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "HIDDEN", "false", "bool"), PGSP_OK);
-  EXPECT_EQ(Enumerate(path, kNdi), "ParameterBool:Hidden=false #259");
-}
-
-TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespace) {
+TEST_F(ParameterSectionTest, SetValueUpdatesIgnoringNameCaseOrCreatesInTheSectionNamespace) {
   const std::string dev = NamespaceForPrefix("dev");
   const std::string path = dir_.WriteFile(
       "t.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
                    "\">\n"
-                   "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n  </Ndi>\n"
-                   "  <Updates>\n  </Updates>\n</Dev>\n");
+                   "  <Ndi>\n    <Parameter><Name>A</Name><Value>1</Value></Parameter>\n"
+                   "    <ParameterBool><Name>Hidden</Name><Value>false</Value></ParameterBool>\n"
+                   "    <ParameterBool><Name>Shown</Name><Value>true</Value></ParameterBool>\n"
+                   "  </Ndi>\n  <Updates>\n  </Updates>\n</Dev>\n");
+  EXPECT_EQ(Q9XMLSetValue(xml_, dir_.Path("t"), "Ndi", "hidden", "TRUE", "bool"), PGSP_OK);
+  EXPECT_EQ(SetSectionParameter(xml_, path, kNdi, "SHOWN", "false", "bool"), PGSP_OK);
   EXPECT_EQ(Q9XMLSetValue(xml_, path, "Ndi", "static_logdevice", "True", "bool"), PGSP_OK);
   EXPECT_TRUE(trace_.Has(kXml, "Q9XMLSetValue: ", 64, "Parameter was not found .. Create it!"));
   EXPECT_TRUE(trace_.Has(kXml, "Q9XMLSetValue: ", 128, "<< PGSP_OK"));
@@ -163,6 +155,8 @@ TEST_F(ParameterSectionTest, SetValueCreatesAMissingParameterInTheSectionNamespa
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Dev xmlns=\"" + dev +
           "\">\n"
           "  <Ndi>\n    <Parameter><Name>A</Name><Value>x &amp; y</Value></Parameter>\n"
+          "    <ParameterBool><Name>Hidden</Name><Value>true</Value></ParameterBool>\n"
+          "    <ParameterBool><Name>Shown</Name><Value>false</Value></ParameterBool>\n"
           "    <ParameterBool><Name>static_logdevice</Name><Value>true</Value></ParameterBool>\n"
           "    <ParameterInt><Name>A</Name><Value>5</Value></ParameterInt>\n"
           "    <a:Custom xmlns:a=\"" +

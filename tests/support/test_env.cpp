@@ -1,23 +1,17 @@
 #include "test_env.h"
 
-#include <algorithm>
 #include <atomic>
+
+#include "platform/path.h"
 
 namespace q9::testing {
 namespace {
-
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; });
-  return lower;
-}
 
 class FakeKey : public RegistryKey {
  public:
   explicit FakeKey(std::map<std::string, RegistryValue> values) : values_(std::move(values)) {}
   bool QueryValue(std::string_view name, RegistryValue* value) const override {
-    const auto it = values_.find(Lower(name));
+    const auto it = values_.find(FoldedAscii(name));
     if (it == values_.end()) return false;
     *value = it->second;
     return true;
@@ -50,11 +44,11 @@ bool FakeProcess::GetEnvironmentVariable(const char* name, std::string* value) {
 
 void FakeRegistry::Set(const std::string& key, const std::string& name,
                        const RegistryValue& value) {
-  keys_[Lower(key)][Lower(name)] = value;
+  keys_[FoldedAscii(key)][FoldedAscii(name)] = value;
 }
 
 bool FakeRegistry::OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) {
-  const auto it = keys_.find(Lower(key_path));
+  const auto it = keys_.find(FoldedAscii(key_path));
   if (it == keys_.end()) return false;
   *key = std::make_unique<FakeKey>(it->second);
   return true;

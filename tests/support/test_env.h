@@ -61,7 +61,7 @@ class FakeRegistry : public Registry {
   bool OpenKey(std::string_view key_path, std::unique_ptr<RegistryKey>* key) override;
 
  private:
-  std::map<std::string, std::map<std::string, RegistryValue>> keys_;  // lower-cased
+  std::map<std::string, std::map<std::string, RegistryValue>> keys_;  // case-folded
 };
 
 // Time that moves only when told; local time is UTC.
