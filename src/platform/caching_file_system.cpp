@@ -1,7 +1,5 @@
 #include "platform/caching_file_system.h"
 
-#include <algorithm>
-
 #include "platform/path.h"
 
 namespace q9 {
@@ -37,29 +35,6 @@ bool Keepable(OsError error) {
     default:
       return false;
   }
-}
-
-bool IsAbsolute(std::string_view path) {
-  return (!path.empty() && path.front() == kPathSeparator) ||
-         (path.size() > 2 && path[1] == ':' && path[2] == kPathSeparator);
-}
-
-// `path` folded to ASCII upper case without trailing separators, or nothing
-// when the path is not one the cache keeps (see above).
-std::optional<std::string> FoldedKey(std::string_view path) {
-  if (!IsAbsolute(path)) return std::nullopt;
-  while (path.size() > 1 && path.back() == kPathSeparator) path.remove_suffix(1);
-  const size_t start = path.find(kPathSeparator) + 1;
-  for (size_t pos = start; pos < path.size();) {
-    const size_t end = std::min(path.find(kPathSeparator, pos), path.size());
-    const std::string_view component = path.substr(pos, end - pos);
-    if (component.empty() || component == "." || component == "..") return std::nullopt;
-    pos = end + 1;
-  }
-  std::string key(path);
-  std::transform(key.begin() + static_cast<std::ptrdiff_t>(start), key.end(),
-                 key.begin() + static_cast<std::ptrdiff_t>(start), FoldAscii);
-  return key;
 }
 
 uint64_t Size(const std::vector<DirEntry>& entries) {
@@ -255,7 +230,7 @@ void CachingFileSystem::DiscardCache() {
 
 void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
   std::lock_guard lock(mutex_);
-  const std::optional<std::string> key = FoldedKey(path);
+  const std::optional<std::string> key = FoldedPathKey(path);
   if (!key || *key == std::string(1, kPathSeparator)) {
     DropAllLocked();
     return;
@@ -275,7 +250,7 @@ void CachingFileSystem::Forget(const std::string& path, bool parent_too) {
 
 void CachingFileSystem::FileWritten(const std::string& path, OsError error,
                                     std::optional<std::string_view> contents) {
-  const std::optional<std::string> key = FoldedKey(path);
+  const std::optional<std::string> key = FoldedPathKey(path);
   const std::string_view name = BaseName(path);
   if (!key || name.empty()) {
     Forget(path, true);
@@ -344,7 +319,7 @@ const std::vector<DirEntry>* CachingFileSystem::KeptListing(const std::string& f
   for (const Recent& recent : recent_) {
     if (recent.spelling == folder) return recent.entries;
   }
-  const std::optional<std::string> key = FoldedKey(folder);
+  const std::optional<std::string> key = FoldedPathKey(folder);
   if (!key) return nullptr;
   // The folder is listed and kept when it was not, so that the next name
   // looked up in it costs no search either. A read that holds an entry
@@ -394,7 +369,7 @@ void CachingFileSystem::ForgetRecent(std::string_view key, bool only_key) {
 }
 
 CachingFileSystem::Kept* CachingFileSystem::Find(const std::string& path) {
-  const std::optional<std::string> key = FoldedKey(path);
+  const std::optional<std::string> key = FoldedPathKey(path);
   if (!key) return nullptr;
   if (const auto found = kept_.find(*key); found != kept_.end()) {
     for (Kept& kept : found->second) {

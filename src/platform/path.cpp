@@ -26,6 +26,31 @@ std::string FoldedAscii(std::string_view text) {
   return folded;
 }
 
+namespace {
+
+bool IsAbsolute(std::string_view path) {
+  return (!path.empty() && path.front() == kPathSeparator) ||
+         (path.size() > 2 && path[1] == ':' && path[2] == kPathSeparator);
+}
+
+}  // namespace
+
+std::optional<std::string> FoldedPathKey(std::string_view path) {
+  if (!IsAbsolute(path)) return std::nullopt;
+  while (path.size() > 1 && path.back() == kPathSeparator) path.remove_suffix(1);
+  const size_t start = path.find(kPathSeparator) + 1;
+  for (size_t pos = start; pos < path.size();) {
+    const size_t end = std::min(path.find(kPathSeparator, pos), path.size());
+    const std::string_view component = path.substr(pos, end - pos);
+    if (component.empty() || component == "." || component == "..") return std::nullopt;
+    pos = end + 1;
+  }
+  std::string key(path);
+  std::transform(key.begin() + static_cast<std::ptrdiff_t>(start), key.end(),
+                 key.begin() + static_cast<std::ptrdiff_t>(start), FoldAscii);
+  return key;
+}
+
 bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() &&
          std::equal(a.begin(), a.end(), b.begin(),

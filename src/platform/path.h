@@ -1,6 +1,7 @@
 // Path text helpers. Paths are plain strings with the native separator.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,11 @@ std::string_view ParentPath(std::string_view path);
 // case, other bytes as they are.
 inline char FoldAscii(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
 std::string FoldedAscii(std::string_view text);
+// The absolute `path` folded to ASCII upper case without trailing
+// separators: every spelling that resolves to one entry gives one key.
+// Nothing for a relative path or one with empty, "." or ".." components,
+// whose folded form says nothing of the entry it names.
+std::optional<std::string> FoldedPathKey(std::string_view path);
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view haystack, std::string_view needle);
 

@@ -155,7 +155,7 @@ ResultCode FileOperator::CopyDirectory(InstallLog& log, const std::string& sourc
       env_.files().CopyTree(source, target) == os_error::kSuccess) {
     result = PGSP_OK;
   }
-  xml_.facts().ForgetAll();
+  xml_.facts().ForgetBelow(target);
   Q9_TRACE(kSite, trace_level::kResult, "<< return lRet = %d", result);
   log.Write("<< CopyDirectory returns with: ", std::to_string(result));
   return result;

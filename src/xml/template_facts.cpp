@@ -71,6 +71,22 @@ void TemplateFacts::Forget(const std::string& path) {
   for (auto& [id, index] : indexes_) index.written.emplace_back(BaseName(file));
 }
 
+void TemplateFacts::ForgetBelow(const std::string& folder) {
+  const std::optional<std::string> key = FoldedPathKey(folder);
+  if (!key || *key == std::string(1, kPathSeparator)) {
+    ForgetAll();
+    return;
+  }
+  const std::string below = *key + kPathSeparator;
+  // Paths that give no key of their own may name anything: they go too.
+  const auto inside = [&](const std::string& path) {
+    const std::optional<std::string> own = FoldedPathKey(path);
+    return !own || *own == *key || own->starts_with(below);
+  };
+  std::erase_if(files_, [&](const auto& file) { return inside(file.second.path); });
+  std::erase_if(indexes_, [&](const auto& index) { return inside(index.second.folder); });
+}
+
 void TemplateFacts::Copied(const std::string& from, const std::string& to) {
   Forget(to);
   const auto source = files_.find(FoldedPath(from));

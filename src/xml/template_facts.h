@@ -62,6 +62,11 @@ class TemplateFacts {
   // a read of them would find them, so a file's identity and versions are
   // not read a second time right after its load.
   void Loaded(const std::string& path, const TemplateDocument& document);
+  // Drops what is known of every file below the folder `folder` (any letter
+  // case) and the indexes of the folders there, after a tree copy into it
+  // that may have replaced any of them. Everything when the folder's path
+  // gives no key (see FoldedPathKey).
+  void ForgetBelow(const std::string& folder);
   // Drops everything, after a write that may have touched any file (also
   // one behind the program's back, such as the board-control library's).
   void ForgetAll() {
