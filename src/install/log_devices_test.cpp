@@ -154,9 +154,13 @@ TEST_F(LogDevicesTest, OnlyH1DevicesGetOnePnioSubdeviceHoweverOftenItRuns) {
   }
   installer().AddSubdevicePNIO();
   installer().AddSubdevicePNIO();
-  const std::string written = testing::ReadText(h1);
-  EXPECT_EQ(testing::Occurrences(written, "SubdevName=\"PNIO\""), 1u) << written;
-  EXPECT_EQ(testing::Occurrences(written, "<Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value>"), 1u) << written;
+  const std::string ns =
+      " xmlns=\"http://www.kestrel.example/Automation/Corvane.Device.Driver/LogDevice\"";
+  EXPECT_EQ(testing::ReadText(h1),
+            "<LogDevice xmlns=\"urn:ld\" CP_TYPE=\"H1\"><DeviceHeader/><Bindings><Subdevices" + ns +
+                "><Subdevice" + ns + " SubdevName=\"PNIO\"><Parameter" + ns +
+                "><Name>L4DRIVER</Name><Value>q9opnio64x.dll</Value></Parameter></Subdevice>"
+                "</Subdevices></Bindings></LogDevice>\n");
   for (const auto& [name, contents] : untouched) {
     EXPECT_EQ(testing::ReadText(dir_.Path("files/meta/DefaultLogDevices/" + name)), contents);
   }

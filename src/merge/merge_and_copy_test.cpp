@@ -67,7 +67,6 @@ class MergeAndCopyTest : public ::testing::Test {
   std::string Meta(const std::string& relative, const std::string& contents) {
     return dir_.WriteFile("files/meta/" + relative, contents);
   }
-  std::string MetaPath(const std::string& relative) { return dir_.Path("files/meta/" + relative); }
   ResultCode Run() { return merger_.MergeAndCopyTemplates(paths_.ProgramFilesRoot()); }
   std::string Timeout(const std::string& path) {
     std::string value;
@@ -199,7 +198,7 @@ TEST_F(MergeAndCopyTest, ProtocolAndBoardVersionRules) {
                           : after == Read(source) ? "replaced"
                           : after.find("Mine") != std::string::npos ? "merged" : "spoilt";
     EXPECT_STREQ(outcome, c.outcome);
-    EXPECT_EQ(Read(MetaPath(kind + "p.xml")) != "<missing>",
+    EXPECT_EQ(Read(dir_.Path("files/meta/" + kind + "p.xml")) != "<missing>",
               c.copied_as_new || std::string(c.target_name) != "q.xml");
     std::filesystem::remove_all(dir_.Path("files/meta"));
     std::filesystem::remove_all(dir_.Path("files/Install"));

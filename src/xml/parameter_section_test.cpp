@@ -34,8 +34,7 @@ class ParameterSectionTest : public ::testing::Test {
       listed += kind + ":" + name + "=" + value + " ";
     }
   }
-  Env& env_ = Env::Default();
-  XmlContext xml_{env_};
+  XmlContext xml_{Env::Default()};
   testing::TempDir dir_;
   testing::TraceCapture trace_;
 };
@@ -57,9 +56,7 @@ TEST_F(ParameterSectionTest, EnumeratesEverySectionElementOfTheNameOrFails) {
   ASSERT_EQ(TemplateDocument::Load(xml_, path, &held), PGSP_OK);
   const auto listed = [](const std::vector<ParameterEntry>& entries) {
     std::string text;
-    for (const ParameterEntry& entry : entries) {
-      text += entry.kind + ":" + entry.name + "=" + entry.value + " ";
-    }
+    for (const ParameterEntry& e : entries) text += e.kind + ":" + e.name + "=" + e.value + " ";
     return text;
   };
   EXPECT_EQ(listed(SectionParameters(held, kBindings)),

@@ -24,8 +24,7 @@ class StreamingReaderTest : public ::testing::Test {
     if (result == PGSP_OK) return value;
     return "<" + std::to_string(result) + (value.empty() ? ">" : " not cleared>");
   }
-  Env& env_ = Env::Default();
-  XmlContext xml_{env_};
+  XmlContext xml_{Env::Default()};
   testing::TempDir dir_;
 };
 

@@ -15,13 +15,14 @@ namespace {
 
 constexpr char kXml[] = "q9xmlHelper";
 constexpr char kLabel[] = "ValidateFile: ";
+const std::string kXs = "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"";
 
 // A schema for <Template MajorVersion="int"><Name/></Template>, in `ns`.
 std::string Schema(const std::string& ns, const std::string& include = "") {
   const std::string target = ns.empty() ? ""
                                         : " targetNamespace=\"" + ns + "\" xmlns=\"" + ns +
                                               "\" elementFormDefault=\"qualified\"";
-  return "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"" + target + ">\n" + include +
+  return kXs + target + ">\n" + include +
          "<xs:element name=\"Template\"><xs:complexType>\n"
          "<xs:sequence><xs:element name=\"Name\" type=\"xs:string\"/></xs:sequence>\n"
          "<xs:attribute name=\"MajorVersion\" type=\"xs:int\"/></xs:complexType></xs:element>\n"
@@ -116,22 +117,16 @@ TEST_F(ValidateFileTest, ResultsComeInTheOrderOfTheChecks) {
   EXPECT_EQ(Validate("Protocols.Schema", "<!DOCTYPE xs:schema [<!ENTITY e \"x\">]>" + Schema(ns),
                      Template(ns)),
             ERR_CANT_LOAD_SCHEME);
-  for (const std::string& schema :
-       {std::string(
-            "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><xs:element/></xs:schema>"),
-        std::string("<notASchema/>")}) {
+  const std::string no_schemas[] = {kXs + "><xs:element/></xs:schema>", "<notASchema/>"};
+  for (const std::string& schema : no_schemas) {
     EXPECT_EQ(Validate("Protocols.Schema", schema, Template(ns)), kInvalidAgainstSchema) << schema;
   }
 }
 
 TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
   const std::string ns = NamespaceForPrefix("pro");
-  const std::string types =
-      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\" "
-      "targetNamespace=\"" +
-      ns +
-      "\"><xs:simpleType name=\"Short\">"
-      "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
+  const std::string types = kXs + " targetNamespace=\"" + ns + "\"><xs:simpleType name=\"Short\">"
+                            "<xs:restriction base=\"xs:string\"/></xs:simpleType></xs:schema>";
   dir_.WriteFile("Corvane OAM/Schemes/Types.xsd", types);
   dir_.WriteFile("Corvane OAM/Outside.xsd", types);
   testing::FaultInjectionFileSystem files(env_.files());
@@ -154,9 +149,7 @@ TEST_F(ValidateFileTest, IncludesAreReadThroughTheEnvFromTheSchemaFolderOnly) {
 
 TEST_F(ValidateFileTest, LibraryMessagesGoToTheTraceNeverToStandardError) {
   const std::string ns = NamespaceForPrefix("pro");
-  const std::string outside = dir_.WriteFile(
-      "Outside.xsd",
-      "<xs:schema xmlns:xs=\"http://www.w3.org/2001/XMLSchema\"><echo/></xs:schema>");
+  const std::string outside = dir_.WriteFile("Outside.xsd", kXs + "><echo/></xs:schema>");
   const std::string link = dir_.Path("Corvane OAM/Schemes/Link.xsd");
   dir_.MakeDir("Corvane OAM/Schemes");
   std::filesystem::create_symlink(outside, link);

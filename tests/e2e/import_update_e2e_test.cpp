@@ -1,7 +1,6 @@
 // Import and Update from the command line on a copy of the sample store,
 // with the board simulator creating the log devices.
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <regex>
 
@@ -42,8 +41,7 @@ class ImportUpdateTest : public ::testing::Test {
   std::string Path(const std::string& relative) const { return store_ + "/" + relative; }
   std::string Read(const std::string& relative) const { return ReadText(Path(relative)); }
   void Write(const std::string& relative, const std::string& text) const {
-    fs::create_directories(fs::path(Path(relative)).parent_path());
-    std::ofstream(Path(relative), std::ios::binary | std::ios::trunc) << text;
+    runner_.dir().WriteFile(fs::relative(Path(relative), runner_.dir().path()), text);
   }
 
   // Sets the value of the parameter `name` in the file, as a user would.
@@ -87,10 +85,9 @@ TEST_F(ImportUpdateTest, ImportFillsTheStoreAndUpdateKeepsWhatUsersSetInAnyLette
   // What a user changes between the runs: sections 0, 1, 3 and 5 of a log
   // device, and a KBUS device that the library no longer creates.
   const std::string device = "data/LogDevices/CL1613.H1.xml";
-  const std::map<std::string, std::string> user_values = {{"ConnectTimeout", "45"},
-                                                          {"RetransmissionTime", "700"},
-                                                          {"Service", "q9user"},
-                                                          {"TraceModule", "LUSER"}};
+  const std::map<std::string, std::string> user_values = {
+      {"ConnectTimeout", "45"}, {"RetransmissionTime", "700"}, {"Service", "q9user"},
+      {"TraceModule", "LUSER"}};
   for (const auto& [name, value] : user_values) SetValue(device, name, value);
   SetValue("data/LogDevices/KB-USB.KBUS.xml", "DeviceDescription", "mine");
   const std::string kbus = Read("data/LogDevices/KB-USB.KBUS.xml");

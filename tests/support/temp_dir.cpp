@@ -66,12 +66,6 @@ std::string AfterFirstLine(const std::string& text) {
   return newline == std::string::npos ? text : text.substr(newline + 1);
 }
 
-size_t Occurrences(const std::string& text, const std::string& part) {
-  size_t count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {

@@ -34,8 +34,6 @@ bool PathExists(const std::string& path);
 std::string ReadOnlyFileIn(const std::string& folder);
 // `text` without its first line (a log's dated start line).
 std::string AfterFirstLine(const std::string& text);
-// How often `part` occurs in `text`, overlaps included.
-size_t Occurrences(const std::string& text, const std::string& part);
 // Names of the entries of `dir` that start with the temporary-file prefix of
 // atomic writes (".q9tmp-").
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir);
