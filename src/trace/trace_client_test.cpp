@@ -189,29 +189,26 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
   UseDebuggerText("0x40");
   struct Case {
     const char* output;
-    OsError map_error, mutex_error, device_error;
-    const char* report;
+    OsError mutex_error, device_error;
+    std::string report;
     bool foreign_section = false;  // its layout is not ours
   };
+  const std::string traced = "Import:  still traced\n";
   const Case cases[] = {
       // Only the maker of the section initialises its mutex: this case goes first.
-      {"DBG", 0, 31, 0,
-       "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \nImport:  still traced\n"},
-      {"VXD", 0, 0, 0, "Unable to open VxD, got error code !\n"},
-      {"VXD", 0, 0, os_error::kNotSupported,
+      {"DBG", 31, 0, "ERROR: Can't create Q9TRC_MUTEX, GetLastError()=31 \n" + traced},
+      {"VXD", 0, 0, "Unable to open VxD, got error code !\n"},
+      {"VXD", 0, os_error::kNotSupported,
        "Unable to open VxD, device does not support DeviceIOCTL\n"},
-      {"PIPE", 0, 0, 0,
-       "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
-      {"COM1", 0, 0, 0, ""},
+      {"PIPE", 0, 0, "Fehler im QTOOL-Tracesystem, bitte wenden Sie sich an den Hersteller !\n"},
+      {"COM1", 0, 0, ""},
       // A section that is not ours does not stop the records (one that cannot
       // be made at all is shown where the configuration is read again).
-      {"DBG", 0, 0, 0,
-       "ERROR: Can't create Q9TRC_SECTION, GetLastError()=183 \nImport:  still traced\n", true},
+      {"DBG", 0, 0, "ERROR: Can't create Q9TRC_SECTION, GetLastError()=183 \n" + traced, true},
   };
   for (const Case& c : cases) {
     debug().clear();
     t_.SetTrace("Output", c.output);
-    t_.shared.map_error = c.map_error;
     t_.shared.mutex_error = c.mutex_error;
     t_.shared.device_error = c.device_error;
     if (c.foreign_section) {
@@ -221,7 +218,7 @@ TEST_F(TraceClientTest, UnusableDestinationsAreReportedAndTheProgramGoesOn) {
     }
     Start();
     Q9_TRACE(kImport, trace_level::kProgress, "still traced");
-    EXPECT_EQ(debug(), c.report) << c.output << " " << c.map_error << c.mutex_error;
+    EXPECT_EQ(debug(), c.report) << c.output << " " << c.mutex_error << c.device_error;
   }
 }
 
