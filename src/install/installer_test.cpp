@@ -29,10 +29,6 @@ class InstallerTest : public ::testing::Test {
     return installer;
   }
 
-  ResultCode ClearReadOnly(const Installer& installer) {
-    return CheckAndRemoveReadOnlyFlagForAllXmls(test_.env.files(), installer.paths(), log_);
-  }
-
   bool ReadOnly(const std::string& relative) {
     FileInfo info;
     return test_.env.files().GetFileInfo(dir_.Path(relative), &info) == 0 && info.read_only;
@@ -60,7 +56,8 @@ TEST_F(InstallerTest, ReadOnlyFlagsAreClearedOnEveryFileButNotOnFoldersOrThrough
   ASSERT_EQ(::symlink(".", dir_.Path("files/meta/a").c_str()), 0);
   ASSERT_EQ(::symlink(".", dir_.Path("files/meta/b").c_str()), 0);
   auto installer = MakeInstaller();
-  EXPECT_EQ(ClearReadOnly(*installer), PGSP_OK);
+  EXPECT_EQ(CheckAndRemoveReadOnlyFlagForAllXmls(test_.env.files(), installer->paths(), log_),
+            PGSP_OK);
   EXPECT_FALSE(ReadOnly("data/data/LogDevices/dev.xml"));
   EXPECT_FALSE(ReadOnly("files/meta/Boards/deep/b.xml"));
   EXPECT_FALSE(ReadOnly("files/Install/Protocols/p.txt"));

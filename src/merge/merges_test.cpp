@@ -91,9 +91,7 @@ TEST_F(MergesTest, ExtensionAddsToItsBaseWithoutOverwriting) {
                 "In Subdevice: ROUTING, add Parameter: L4DRIVER, with Value: q9orout64x.dll",
                 "In Subdevice: ROUTING, add Parameter: Priority, with Value: 3",
                 "add Parameter: SpareSection, in Load Section",
-                ui32, ui32, ui32, ui32,
-                ui64, ui64, ui64, ui64,
-                desc64, desc64,
+                ui32, ui32, ui32, ui32, ui64, ui64, ui64, ui64, desc64, desc64,
                 "For Parameter: sName=DescText, different Value found: Value=1214",
                 "<< End"}));
   EXPECT_EQ(log_text_,
