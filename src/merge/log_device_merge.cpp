@@ -72,29 +72,59 @@ void WarnOfReset(Env& env, const std::string& name) {
   Q9_TRACE(kSite, trace_level::kWarning, "Warning: MajorVersion different: %s", name.c_str());
 }
 
+constexpr ParameterSection kCarriedSections[] = {
+    ParameterSection::kLocalSettings, ParameterSection::kNetworkSettings, ParameterSection::kNdi,
+    ParameterSection::kSpareSection};
+
+// Whether carrying `sections` over into a document of the same bytes would
+// write: only where a section holds one name twice (ignoring case) with
+// different values, as the first of them is the one compared.
+bool CarryOverChangesItsTwin(const AllSections& sections) {
+  for (const ParameterSection section : kCarriedSections) {
+    const std::vector<ParameterEntry>& entries = sections[static_cast<size_t>(section)];
+    const EntriesByName by_name(entries);
+    for (const ParameterEntry& entry : entries) {
+      if (by_name.First(entry.name)->value != entry.value) return true;
+    }
+  }
+  return false;
+}
+
 void CarryOver(XmlContext& xml, const std::string& new_file, const std::string& backed_up_file) {
   TemplateDocument backed_up;
   TemplateDocument fresh;
-  if (!LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite)) return;
-  if (!VersionsAllowMerge(VersionNumber(fresh, "MajorVersion"), VersionNumber(fresh, "MinorVersion"),
+  bool same_bytes = false;
+  if (!LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite, &same_bytes)) {
+    return;
+  }
+  const AllSections backed_up_sections = AllSectionParameters(backed_up);
+  // A new device with the backed-up bytes (an update that changed neither
+  // its template nor the device) mostly takes nothing over: it stands for
+  // itself then, unparsed and unsaved, and the trace reads the same.
+  const bool twin = same_bytes && !CarryOverChangesItsTwin(backed_up_sections);
+  if (same_bytes && !twin &&
+      !LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite)) {
+    return;
+  }
+  const TemplateDocument& fresh_view = twin ? backed_up : fresh;
+  if (!VersionsAllowMerge(VersionNumber(fresh_view, "MajorVersion"),
+                          VersionNumber(fresh_view, "MinorVersion"),
                           VersionNumber(backed_up, "MajorVersion"),
                           VersionNumber(backed_up, "MinorVersion"))) {
     WarnOfReset(xml.env(), std::string(BaseName(backed_up_file)));
     return;
   }
-  const AllSections backed_up_sections = AllSectionParameters(backed_up);
-  for (const ParameterSection section : {ParameterSection::kLocalSettings,
-                                         ParameterSection::kNetworkSettings,
-                                         ParameterSection::kNdi, ParameterSection::kSpareSection}) {
+  for (const ParameterSection section : kCarriedSections) {
     if (section == ParameterSection::kNdi) {
       Q9_TRACE(kSite, trace_level::kProgress, "Merge NdiSection ...");
     } else if (section == ParameterSection::kSpareSection) {
       Q9_TRACE(kSite, trace_level::kProgress, "Merge SpareSection...");
     }
+    if (twin) continue;
     CarryOverSection(backed_up_sections[static_cast<size_t>(section)], fresh,
                      static_cast<int32_t>(section));
   }
-  SaveMergeTarget(xml, fresh, kSite);
+  if (!twin) SaveMergeTarget(xml, fresh, kSite);
 }
 
 }  // namespace

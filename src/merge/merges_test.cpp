@@ -285,6 +285,15 @@ TEST_F(MergesTest, LogDeviceKeepsBackedUpValuesUnlessTheMajorVersionGrew) {
     EXPECT_EQ(ReadText(fresh), Edited(device(new_versions, "user", "new"), {user_spare}));
     EXPECT_TRUE(test_env_.process.warnings.empty());
   }
+  // A new device of the backed-up bytes takes nothing over, unless a section
+  // holds a name twice: then the first of them is the one compared and set.
+  const std::string twin =
+      Edited(device("", "1", "x"),
+             {{"</LocalSettings>", "<Parameter><Name>a</Name><Value>2</Value></Parameter>"
+                                   "</LocalSettings>"}});
+  const std::string fresh = dir_.WriteFile("data/LogDevices/CP2.xml", twin);
+  MergeLogDevices(xml_, log_, fresh, dir_.WriteFile("LogDevices(backup)/CP2.xml", twin));
+  EXPECT_EQ(ReadText(fresh), Edited(twin, {{"<Value>1</Value>", "<Value>2</Value>"}}));
 }
 
 // A file that cannot be loaded stops the merge before anything is written;

@@ -4,12 +4,13 @@
 
 namespace q9 {
 
-ResultCode LoadTemplate(XmlContext& xml, const std::string& path, TemplateDocument* document) {
+ResultCode LoadTemplate(XmlContext& xml, const std::string& path, TemplateDocument* document,
+                        LoadBytes* bytes) {
   const std::string file = ApplyFileNameRule(path);
   const ResultCode size = CheckFileSize(xml, file);
   if (size != PGSP_OK) return size;
-  const ResultCode loaded = TemplateDocument::Load(xml, file, document);
-  if (loaded == PGSP_OK) xml.facts().Loaded(path, *document);
+  const ResultCode loaded = TemplateDocument::Load(xml, file, document, nullptr, bytes);
+  if (loaded == PGSP_OK && document->loaded()) xml.facts().Loaded(path, *document);
   return loaded;
 }
 

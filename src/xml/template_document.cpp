@@ -91,7 +91,8 @@ std::string WithCrlf(const std::string& text) {
 }  // namespace
 
 ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
-                                  TemplateDocument* document, XmlParseFailure* failure) {
+                                  TemplateDocument* document, XmlParseFailure* failure,
+                                  LoadBytes* kept) {
   *document = TemplateDocument();
   // Every load is bounded, so no caller can read a huge file into memory. The
   // whole size counts here: a file of 4 GiB and more that the wrapped
@@ -109,6 +110,10 @@ ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
     }
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
+  if (kept != nullptr) {
+    kept->same = kept->twin != nullptr && *kept->twin == bytes;
+    if (kept->same) return PGSP_OK;
+  }
   XmlDocPtr doc = ParseDocument(bytes, path, failure);
   if (doc == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
   document->doc_ = std::move(doc);
@@ -116,6 +121,7 @@ ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
   document->had_declaration_ = BeginsWithDeclaration(bytes);
   document->had_bom_ = HasUtf8Bom(bytes);
   document->had_crlf_ = UsesCrlf(bytes);
+  if (kept != nullptr) kept->read = std::move(bytes);
   return PGSP_OK;
 }
 

@@ -15,6 +15,14 @@ namespace q9 {
 // or not, UTF-8 byte-order mark, CRLF line ends) so that Save writes back the
 // same bytes for the parts nobody changed. Not copyable. A caller that holds
 // a document across several changes saves it once, when modified().
+// Lets a caller of Load see the bytes it read, and spare the parse of a file
+// that holds exactly the bytes of one loaded before.
+struct LoadBytes {
+  std::string read;                   // out: the file's bytes, once read
+  const std::string* twin = nullptr;  // in: bytes that need no second parse
+  bool same = false;                  // out: the file held *twin and was not parsed
+};
+
 class TemplateDocument {
  public:
   TemplateDocument() = default;
@@ -26,10 +34,12 @@ class TemplateDocument {
   // cannot be read (missing, a directory, unreadable), is larger than
   // kMaxTemplateFileSize (traced as CheckFileSize traces it; the whole size
   // counts) or does not parse; the reason goes to `failure` when given.
-  // `document` is empty on failure.
+  // `document` is empty on failure. With `bytes`, see LoadBytes: a file of
+  // the twin's bytes gives 0 with `document` empty.
   [[nodiscard]] static ResultCode Load(XmlContext& xml, const std::string& path,
                                        TemplateDocument* document,
-                                       XmlParseFailure* failure = nullptr);
+                                       XmlParseFailure* failure = nullptr,
+                                       LoadBytes* bytes = nullptr);
 
   // Serialises the whole document and replaces the file at path() in one
   // atomic write through the run's Env. The declared encoding is kept unless
