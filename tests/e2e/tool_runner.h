@@ -41,8 +41,4 @@ class ToolRunner {
   std::map<std::string, std::string> environment_;
 };
 
-// Permission bits and contents of `root` and of every file and folder below
-// it, to compare a tree before and after a run; empty when `root` is missing.
-std::map<std::string, std::string> Snapshot(const std::string& root);
-
 }  // namespace q9::testing

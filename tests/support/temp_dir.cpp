@@ -66,6 +66,21 @@ std::string AfterFirstLine(const std::string& text) {
   return newline == std::string::npos ? text : text.substr(newline + 1);
 }
 
+std::map<std::string, std::string> Snapshot(const std::string& root) {
+  namespace fs = std::filesystem;
+  std::map<std::string, std::string> state;
+  const auto describe = [](const fs::path& path) {
+    const std::string perms = std::to_string(static_cast<int>(fs::status(path).permissions()));
+    return perms + " " + (fs::is_regular_file(path) ? ReadText(path) : "<folder>");
+  };
+  if (!fs::exists(root)) return state;
+  state["."] = describe(root);
+  if (!fs::is_directory(root)) return state;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
+    state[fs::relative(entry.path(), root).string()] = describe(entry.path());
+  }
+  return state;
+}
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {

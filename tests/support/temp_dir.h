@@ -2,6 +2,7 @@
 // when the object goes away. Files written there are read back with ReadText.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,9 @@ bool PathExists(const std::string& path);
 std::string ReadOnlyFileIn(const std::string& folder);
 // `text` without its first line (a log's dated start line).
 std::string AfterFirstLine(const std::string& text);
+// Permission bits and contents of `root` and of every file and folder below
+// it, to compare a tree before and after a run; empty when `root` is missing.
+std::map<std::string, std::string> Snapshot(const std::string& root);
 // Names of the entries of `dir` that start with the temporary-file prefix of
 // atomic writes (".q9tmp-").
 std::vector<std::string> LeftoverTemporaryFiles(const std::string& dir);

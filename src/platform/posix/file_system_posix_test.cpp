@@ -176,6 +176,7 @@ class ConfinedLinksTest : public PosixFileSystemTest {
 };
 
 TEST_F(ConfinedLinksTest, NothingGoesThroughALinkBelowTheRoot) {
+  const auto outside = testing::Snapshot(dir_.Path("outside"));
   std::string text;
   std::vector<DirEntry> entries;
   std::unique_ptr<SequentialFile> in;
@@ -202,11 +203,7 @@ TEST_F(ConfinedLinksTest, NothingGoesThroughALinkBelowTheRoot) {
       {"read below the root that is a link", fs_.ReadFile(Store("plain.xml"), &text), 0},
   };
   for (const auto& [what, result, expected] : cases) EXPECT_EQ(result, expected) << what;
-  EXPECT_EQ(ReadText(dir_.Path("outside/folder/x.xml")), "outside");
-  EXPECT_EQ(ReadText(dir_.Path("outside/file.xml")), "outside");
-  EXPECT_EQ(Mode(dir_.Path("outside/file.xml")), 0444u);
-  EXPECT_FALSE(testing::PathExists(dir_.Path("outside/folder/y.xml")));
-  EXPECT_FALSE(testing::PathExists(dir_.Path("outside/folder/sub")));
+  EXPECT_EQ(testing::Snapshot(dir_.Path("outside")), outside);
   const std::vector<FailureNote> notes = fs_.TakeFailureNotes();
   EXPECT_TRUE(std::any_of(notes.begin(), notes.end(), [&](const FailureNote& note) {
     return note.kind == FailureNote::Kind::kLinkNotFollowed && note.text == Store("meta");
