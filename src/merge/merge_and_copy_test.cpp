@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/path.h"
 #include "temp_dir.h"
 #include "template_files.h"
 #include "test_env.h"
@@ -255,19 +254,12 @@ TEST_F(MergeAndCopyTest, PassingOverFilesThatCannotMatchChangesNoResult) {
   Install("Boards/c.xml", BoardXml(R"(DeviceID="b" CP_TYPE="t")", "Slot"));
   const std::string meta = dir_.Path("files/meta");
   std::filesystem::copy(meta, dir_.Path("before"), std::filesystem::copy_options::recursive);
-  const auto outcome = [&] {
-    std::string text = log_text_;
-    for (const char* kind : {"DefaultLogDevices", "Protocols", "Boards"}) {
-      const std::string folder = JoinPath(meta, kind);
-      for (const std::string& name : Names(folder)) text += name + ":\n" + Read(JoinPath(folder, name));
-    }
-    return text;
-  };
+  const auto outcome = [&] { return std::pair(log_text_, testing::Snapshot(meta)); };
   {
     TraceCapture trace;
     EXPECT_EQ(Run(), PGSP_OK);
   }
-  const std::string examining_each = outcome();
+  const auto examining_each = outcome();
   std::filesystem::remove_all(meta);
   std::filesystem::copy(dir_.Path("before"), meta, std::filesystem::copy_options::recursive);
   xml_.facts().ForgetAll();

@@ -310,20 +310,18 @@ TEST_F(MergesTest, UnloadableOrBareTargetsAreLeftAsTheyWere) {
       [&](const std::string& s, const std::string& t) { MergeLogDevices(xml_, log_, t, s); },
   };
   const std::string source = dir_.WriteFile("source.xml", valid);
+  const std::string target = dir_.WriteFile("target.xml", valid);
+  const std::string malformed = dir_.WriteFile("malformed.xml", valid + "<");
+  // A target without any of the sections a merge looks for is left alone.
+  const std::string bare = dir_.WriteFile("bare.xml", "<Root/>\n");
+  const auto before = testing::Snapshot(dir_.path());
   for (const auto& merge : merges) {
-    const std::string target = dir_.WriteFile("target.xml", valid);
     merge(dir_.Path("missing.xml"), target);
-    EXPECT_EQ(ReadText(target), valid);
-    const std::string malformed = dir_.WriteFile("malformed.xml", valid + "<");
     merge(source, malformed);
-    EXPECT_EQ(ReadText(malformed), valid + "<");
     merge(source, dir_.Path("absent.xml"));
-    EXPECT_FALSE(testing::PathExists(dir_.Path("absent.xml")));
-    // A target without any of the sections a merge looks for is left alone.
-    const std::string bare = dir_.WriteFile("bare.xml", "<Root/>\n");
     merge(source, bare);
-    EXPECT_EQ(ReadText(bare), "<Root/>\n");
   }
+  EXPECT_EQ(testing::Snapshot(dir_.path()), before);
 }
 
 TEST_F(MergesTest, BoardGainsConstraintsAndSupportValuesAndKeepsItsAttributes) {
