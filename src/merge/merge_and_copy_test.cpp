@@ -191,7 +191,7 @@ TEST_F(MergeAndCopyTest, ProtocolAndBoardVersionRules) {
     EXPECT_EQ(Run(), PGSP_OK);
     const std::string after = ReadText(target);
     EXPECT_TRUE(*c.rule == '\0' || trace.Has("Merge", kMerge, 64, c.rule));
-    // Merged: changed, yet neither the Install file nor without the user's parameter.
+    // Merged means changed, yet not the Install file's bytes and still with the user's parameter.
     const char* outcome = after == before         ? "untouched"
                           : after == Read(source) ? "replaced"
                           : after.find("Mine") != std::string::npos ? "merged" : "spoilt";
