@@ -11,18 +11,18 @@
 
 namespace q9 {
 
-// A template file in memory. It remembers how the file began (XML declaration
-// or not, UTF-8 byte-order mark, CRLF line ends) so that Save writes back the
-// same bytes for the parts nobody changed. Not copyable. A caller that holds
-// a document across several changes saves it once, when modified().
 // Lets a caller of Load see the bytes it read, and spare the parse of a file
 // that holds exactly the bytes of one loaded before.
 struct LoadBytes {
-  std::string read;                   // out: the file's bytes, once read
+  std::string read;                   // out: the bytes of the file parsed
   const std::string* twin = nullptr;  // in: bytes that need no second parse
   bool same = false;                  // out: the file held *twin and was not parsed
 };
 
+// A template file in memory. It remembers how the file began (XML declaration
+// or not, UTF-8 byte-order mark, CRLF line ends) so that Save writes back the
+// same bytes for the parts nobody changed. Not copyable. A caller that holds
+// a document across several changes saves it once, when modified().
 class TemplateDocument {
  public:
   TemplateDocument() = default;
