@@ -173,6 +173,22 @@ TEST_F(MergesTest, OnlyOverwriteOneReplacesValuesAndSubdevicesKeepTheOldFirst) {
   }
 }
 
+// A value may hold elements of a later section: once it is replaced they are
+// gone, and the later section is read as it is then.
+TEST_F(MergesTest, SectionsAfterAWriteAreReadAgain) {
+  const std::string network =
+      "<NetworkSettings><Parameter><Name>B</Name><Value>1</Value></Parameter></NetworkSettings>";
+  const std::string source = dir_.WriteFile(
+      "Install/s.xml", "<LogDevice><LocalSettings><Parameter><Name>A</Name><Value>new</Value>"
+                       "</Parameter></LocalSettings>" + network + "</LogDevice>");
+  const std::string target = dir_.WriteFile(
+      "meta/t.xml", "<LogDevice><LocalSettings><Parameter><Name>A</Name><Value>old" + network +
+                        "</Value></Parameter></LocalSettings></LogDevice>");
+  MergeDefaultLogDevices(xml_, log_, source, target, 1);
+  const std::vector<std::string> messages = traces_.Messages("MergeDefaultLogDevices: ");
+  EXPECT_EQ(std::count(messages.begin(), messages.end(), "Add Parameter: B, with Value: 1"), 1);
+}
+
 TEST_F(MergesTest, ProtocolGainsWhatTheSourceAddsAndKeepsWhatTheUserChose) {
   // A TCPIP protocol in `folder` whose sections Transport and USER hold the given Params.
   const auto protocol = [&](const std::string& folder, const std::string& transport,

@@ -50,20 +50,30 @@ void MergeParameterSections(const TemplateDocument& source, TemplateDocument& ta
 void MergeParameterSections(const AllSections& source_sections, TemplateDocument& target,
                             std::initializer_list<int32_t> sections, uint8_t overwrite,
                             const TraceSite& site) {
+  // The target's sections come from one walk until something is written;
+  // after a write each section is read again, as the write may have changed
+  // it (a value holding elements of another section, however odd).
+  const AllSections unwritten = AllSectionParameters(target);
+  bool written = false;
   for (int32_t section : sections) {
-    const std::vector<ParameterEntry>& from = source_sections[static_cast<size_t>(section)];
-    // The target is read again for each section: the ones before changed it.
-    const std::vector<ParameterEntry> into = SectionParameters(target, section);
+    const auto index = static_cast<size_t>(section);
+    const std::vector<ParameterEntry>& from = source_sections[index];
+    const std::vector<ParameterEntry> into =
+        written ? SectionParameters(target, section) : unwritten[index];
     const EntriesByName into_by_name(into);
+    const auto write = [&](const ParameterEntry& entry) {
+      // Results of single writes are not reported: the merge goes on.
+      (void)SetSectionParameter(target, section, entry.name, entry.value, entry.kind);
+      written = true;
+    };
     for (const ParameterEntry& entry : from) {
       const ParameterEntry* found = into_by_name.First(entry.name);
       if (found == nullptr) {
-        // Results of single writes are not reported: the merge goes on.
-        (void)SetSectionParameter(target, section, entry.name, entry.value, entry.kind);
+        write(entry);
         Q9_TRACE(site, trace_level::kProgress, "Add Parameter: %s, with Value: %s",
                  entry.name.c_str(), entry.value.c_str());
       } else if (found->value != entry.value && overwrite == 1) {
-        (void)SetSectionParameter(target, section, entry.name, entry.value, entry.kind);
+        write(entry);
         Q9_TRACE(site, trace_level::kProgress, "For Parameter: %s, different Value found (overwrite): %s",
                  entry.name.c_str(), entry.value.c_str());
       } else if (found->value != entry.value) {
