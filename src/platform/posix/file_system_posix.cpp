@@ -240,8 +240,7 @@ bool PosixFileSystem::ResolvedByKeptListings(const std::string& path, std::strin
 }
 
 std::string PosixFileSystem::Resolve(const std::string& path) {
-  // Kept listings answer only for folders spelled as on disk, which the path
-  // as given need not be: they are asked for each component from the root.
+  // Kept listings answer first; what they do not show is asked of the disk.
   if (std::string real; ResolvedByKeptListings(path, &real)) return real;
   if (path.empty() || Exists(path)) return path;
   // Every prefix of a path that exists as spelled exists too, so the longest
