@@ -93,16 +93,17 @@ bool CarryOverChangesItsTwin(const AllSections& sections) {
 void CarryOver(XmlContext& xml, const std::string& new_file, const std::string& backed_up_file) {
   TemplateDocument backed_up;
   TemplateDocument fresh;
-  bool same_bytes = false;
+  TwinLoad same_bytes;
+  same_bytes.skip = true;
   if (!LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite, &same_bytes)) {
     return;
   }
   const AllSections backed_up_sections = AllSectionParameters(backed_up);
   // A new device with the backed-up bytes (an update that changed neither
   // its template nor the device) mostly takes nothing over: it stands for
-  // itself then, unparsed and unsaved, and the trace reads the same.
-  const bool twin = same_bytes && !CarryOverChangesItsTwin(backed_up_sections);
-  if (same_bytes && !twin &&
+  // itself then, not even copied, and unsaved, and the trace reads the same.
+  const bool twin = same_bytes.same && !CarryOverChangesItsTwin(backed_up_sections);
+  if (same_bytes.same && !twin &&
       !LoadMergePair(xml, backed_up_file, new_file, &backed_up, &fresh, kSite)) {
     return;
   }

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,23 +26,21 @@ std::vector<UserInterfaceEntry> UserInterfaceEntries(const TemplateDocument& doc
 
 bool LoadMergePair(XmlContext& xml, const std::string& source_file,
                    const std::string& target_file, TemplateDocument* source,
-                   TemplateDocument* target, const TraceSite& site, bool* same_bytes) {
-  LoadBytes source_bytes;
-  LoadBytes target_bytes;
-  if (same_bytes != nullptr) *same_bytes = false;
-  for (const auto& [path, document, bytes] :
-       {std::tuple{&source_file, source, &source_bytes}, {&target_file, target, &target_bytes}}) {
+                   TemplateDocument* target, const TraceSite& site, TwinLoad* twin) {
+  TwinLoad own;
+  if (twin == nullptr) twin = &own;
+  twin->twin = source;
+  twin->same = false;
+  for (const auto& [path, document] : {std::pair{&source_file, source}, {&target_file, target}}) {
     if (document->loaded()) continue;
-    // The source's bytes, when it was read here, are the target's twin.
-    if (bytes == &target_bytes && !source_bytes.read.empty()) bytes->twin = &source_bytes.read;
-    const ResultCode loaded = LoadTemplate(xml, *path, document, same_bytes ? bytes : nullptr);
+    const ResultCode loaded =
+        LoadTemplate(xml, *path, document, document == target ? twin : nullptr);
     if (loaded != PGSP_OK) {
       Q9_TRACE(site, trace_level::kProgress, "Error: %s cannot be loaded (%d), nothing merged",
                path->c_str(), loaded);
       return false;
     }
   }
-  if (same_bytes != nullptr) *same_bytes = target_bytes.same;
   return true;
 }
 

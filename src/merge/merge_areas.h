@@ -14,12 +14,11 @@ namespace q9 {
 
 // Loads the source, then the target; a document loaded already is taken as
 // it is. A file that cannot be loaded is traced and false returned: the
-// merge then writes nothing. With `same_bytes`, a target file that holds
-// exactly the bytes of the source file just loaded is not parsed: then it
-// is true and the target stays unloaded.
+// merge then writes nothing. A target file that holds exactly the source's
+// bytes is not parsed (see TwinLoad; `skip` as given, `same` is returned).
 bool LoadMergePair(XmlContext& xml, const std::string& source_file,
                    const std::string& target_file, TemplateDocument* source,
-                   TemplateDocument* target, const TraceSite& site, bool* same_bytes = nullptr);
+                   TemplateDocument* target, const TraceSite& site, TwinLoad* twin = nullptr);
 
 // Saves the target, atomically, when the merge modified it; a failed save is
 // traced and leaves the file as it was.

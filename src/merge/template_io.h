@@ -13,6 +13,6 @@ namespace q9 {
 // is not 0) and loads the file (8508 when it does not parse). After a load
 // the run's facts know the file's root attributes from the document.
 [[nodiscard]] ResultCode LoadTemplate(XmlContext& xml, const std::string& path,
-                                      TemplateDocument* document, LoadBytes* bytes = nullptr);
+                                      TemplateDocument* document, TwinLoad* twin = nullptr);
 
 }  // namespace q9

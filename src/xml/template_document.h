@@ -11,12 +11,15 @@
 
 namespace q9 {
 
-// Lets a caller of Load see the bytes it read, and spare the parse of a file
-// that holds exactly the bytes of one loaded before.
-struct LoadBytes {
-  std::string read;                   // out: the bytes of the file parsed
-  const std::string* twin = nullptr;  // in: bytes that need no second parse
-  bool same = false;                  // out: the file held *twin and was not parsed
+class TemplateDocument;
+
+// Spares Load the parse of a file that holds exactly the bytes another
+// document was loaded from: the loaded document is then a copy of that twin,
+// or with `skip` stays unloaded (for a caller that can do without it).
+struct TwinLoad {
+  const TemplateDocument* twin = nullptr;  // in
+  bool skip = false;                       // in
+  bool same = false;                       // out: the file held the twin's bytes
 };
 
 // A template file in memory. It remembers how the file began (XML declaration
@@ -34,12 +37,11 @@ class TemplateDocument {
   // cannot be read (missing, a directory, unreadable), is larger than
   // kMaxTemplateFileSize (traced as CheckFileSize traces it; the whole size
   // counts) or does not parse; the reason goes to `failure` when given.
-  // `document` is empty on failure. With `bytes`, see LoadBytes: a file of
-  // the twin's bytes gives 0 with `document` empty.
+  // `document` is empty on failure. With `twin`, see TwinLoad.
   [[nodiscard]] static ResultCode Load(XmlContext& xml, const std::string& path,
                                        TemplateDocument* document,
                                        XmlParseFailure* failure = nullptr,
-                                       LoadBytes* bytes = nullptr);
+                                       TwinLoad* twin = nullptr);
 
   // Serialises the whole document and replaces the file at path() in one
   // atomic write through the run's Env. The declared encoding is kept unless
@@ -58,10 +60,13 @@ class TemplateDocument {
   // The document element; never null for a loaded document.
   xmlNode* root() const { return xmlDocGetRootElement(doc_.get()); }
   const std::string& path() const { return path_; }
+  // The bytes the document was loaded from.
+  const std::string& bytes() const { return bytes_; }
 
  private:
   XmlDocPtr doc_;
   std::string path_;
+  std::string bytes_;
   bool had_declaration_ = false;
   bool had_bom_ = false;
   bool had_crlf_ = false;
