@@ -110,18 +110,20 @@ ResultCode TemplateDocument::Load(XmlContext& xml, const std::string& path,
     }
     return PGSP_ERR_CANT_LOAD_XML_FILE;
   }
+  const TemplateDocument* copy_of = nullptr;
   if (twin != nullptr) {
     // A twin changed since its load no longer shows what its bytes hold.
     twin->same = twin->twin != nullptr && twin->twin->loaded() && !twin->twin->modified() &&
                  twin->twin->bytes_ == bytes;
     if (twin->same && twin->skip) return PGSP_OK;
+    if (twin->same) copy_of = twin->twin;
   }
   // A copy of the twin's tree is what parsing the same bytes would build,
-  // at about half the cost.
-  XmlDocPtr doc = twin != nullptr && twin->same ? XmlDocPtr(xmlCopyDoc(twin->twin->doc(), 1))
-                                                : ParseDocument(bytes, path, failure);
+  // at about half the cost; only its name is this file's.
+  XmlDocPtr doc = copy_of != nullptr ? XmlDocPtr(xmlCopyDoc(copy_of->doc(), 1))
+                                     : ParseDocument(bytes, path, failure);
   if (doc == nullptr) return PGSP_ERR_CANT_LOAD_XML_FILE;
-  if (twin != nullptr && twin->same) {
+  if (copy_of != nullptr) {
     xmlFree(const_cast<xmlChar*>(doc->URL));
     doc->URL = xmlStrdup(ToXml(path.c_str()));
   }

@@ -60,13 +60,11 @@ class TemplateDocument {
   // The document element; never null for a loaded document.
   xmlNode* root() const { return xmlDocGetRootElement(doc_.get()); }
   const std::string& path() const { return path_; }
-  // The bytes the document was loaded from.
-  const std::string& bytes() const { return bytes_; }
 
  private:
   XmlDocPtr doc_;
   std::string path_;
-  std::string bytes_;
+  std::string bytes_;  // as loaded, for a twin's comparison
   bool had_declaration_ = false;
   bool had_bom_ = false;
   bool had_crlf_ = false;
